@@ -1,0 +1,91 @@
+#include "replay/ReplayCommand.h"
+
+#include "replay/Replay.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <optional>
+#include <sstream>
+#include <utility>
+
+namespace lentora::replay {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int exitTrouble = 1;
+constexpr int exitBadScenario = 2;
+
+// A folder for the log files of one replay that nobody asked to keep.
+class TemporaryHome {
+public:
+    TemporaryHome() {
+        std::error_code error;
+        std::string name = (fs::temp_directory_path(error) / "lentora-replay-XXXXXX").string();
+        if (!error && ::mkdtemp(name.data()) != nullptr)
+            path_ = name;
+    }
+    ~TemporaryHome() {
+        std::error_code ignored;
+        if (!path_.empty())
+            fs::remove_all(path_, ignored);
+    }
+    TemporaryHome(const TemporaryHome&) = delete;
+    TemporaryHome& operator=(const TemporaryHome&) = delete;
+
+    const std::string& path() const { return path_; }
+
+private:
+    std::string path_;
+};
+
+std::variant<std::string, ScenarioError> readAll(const std::string& path) {
+    if (path == "-")
+        return std::string(std::istreambuf_iterator<char>(std::cin), {});
+    std::error_code error;
+    if (fs::is_directory(path, error))
+        return ScenarioError{"/", "cannot be read: it is a folder"};
+    errno = 0;
+    std::ifstream file(path, std::ios::binary);
+    std::string text(std::istreambuf_iterator<char>(file), {});
+    if (!file.is_open() || file.bad())
+        return ScenarioError{"/", std::string("cannot be read: ") + std::strerror(errno)};
+    return text;
+}
+
+} // namespace
+
+int runReplayCommand(const ReplayArguments& arguments, TextFiles& files) {
+    const auto fail = [&](const ScenarioError& error) {
+        std::cerr << "lentora: replay: " << arguments.scenario << ": " << error.pointer << ": "
+                  << error.message << '\n';
+        return exitBadScenario;
+    };
+    const auto text = readAll(arguments.scenario);
+    if (const auto* error = std::get_if<ScenarioError>(&text))
+        return fail(*error);
+    const auto scenario = readScenario(std::get<std::string>(text));
+    if (const auto* error = std::get_if<ScenarioError>(&scenario))
+        return fail(*error);
+
+    std::optional<TemporaryHome> temporary;
+    std::string home = arguments.home;
+    if (home.empty())
+        home = temporary.emplace().path();
+    const auto violations =
+        replay(std::get<Scenario>(scenario),
+               {home, files, [](std::string_view line) { std::cout << line << '\n'; }});
+    std::cout.flush();
+    for (const std::string& violation : violations)
+        std::cerr << "lentora: replay: " << arguments.scenario << ": contract broken: " << violation
+                  << '\n';
+    return std::cout.good() && violations.empty() ? EXIT_SUCCESS : exitTrouble;
+}
+
+} // namespace lentora::replay

@@ -1,0 +1,136 @@
+#include "support/Text.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdint>
+
+namespace lentora::text {
+
+namespace {
+
+struct CodePoint {
+    char32_t value = 0;
+    std::size_t length = 1;
+    bool valid = false;
+};
+
+// Decodes the code point at the start of `text`, which is not empty.
+CodePoint decode(std::string_view text) {
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    const unsigned char lead = byte(0);
+    if (lead < 0x80)
+        return {lead, 1, true};
+    const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+    if (lead < 0xC2 || lead > 0xF4 || text.size() < length)
+        return {lead, 1, false};
+    char32_t value = lead & (0x7FU >> length);
+    for (std::size_t i = 1; i < length; ++i) {
+        if ((byte(i) & 0xC0) != 0x80)
+            return {lead, 1, false};
+        value = value << 6 | (byte(i) & 0x3FU);
+    }
+    return {value, length, true};
+}
+
+void encode(char32_t value, std::string& out) {
+    const auto append = [&](char32_t byte) { out += static_cast<char>(byte); };
+    if (value < 0x80) {
+        append(value);
+    } else if (value < 0x800) {
+        append(0xC0 | value >> 6);
+        append(0x80 | (value & 0x3F));
+    } else {
+        append(0xE0 | value >> 12);
+        append(0x80 | (value >> 6 & 0x3F));
+        append(0x80 | (value & 0x3F));
+    }
+}
+
+bool isSpace(char32_t c) {
+    return (c >= 0x09 && c <= 0x0D) || c == 0x20 || c == 0x85 || c == 0xA0 ||
+           (c >= 0x2000 && c <= 0x200A) || c == 0x2028 || c == 0x2029 || c == 0x202F ||
+           c == 0x205F || c == 0x3000;
+}
+
+// Ranges of lower-case letters whose capitals lie at a fixed distance below; with a step of 2,
+// capitals and small letters alternate.
+struct CaseRange {
+    char32_t first;
+    char32_t last;
+    char32_t distance;
+    char32_t step;
+};
+
+constexpr std::array<CaseRange, 13> caseRanges{{
+    {0x61, 0x7A, 32, 1},   // a–z
+    {0xE0, 0xF6, 32, 1},   // à–ö
+    {0xF8, 0xFE, 32, 1},   // ø–þ
+    {0x101, 0x12F, 1, 2},  // ā–į
+    {0x133, 0x137, 1, 2},  // ĳ–ķ
+    {0x13A, 0x148, 1, 2},  // ĺ–ň
+    {0x14B, 0x177, 1, 2},  // ŋ–ŷ
+    {0x17A, 0x17E, 1, 2},  // ź–ž
+    {0x3B1, 0x3C1, 32, 1}, // α–ρ
+    {0x3C3, 0x3CB, 32, 1}, // σ–ϋ
+    {0x430, 0x44F, 32, 1}, // а–я
+    {0x450, 0x45F, 80, 1}, // ѐ–џ
+    {0x48B, 0x4BF, 1, 2},  // ҋ–ҿ
+}};
+
+char32_t upper(char32_t c) {
+    for (const CaseRange& range : caseRanges) {
+        if (c >= range.first && c <= range.last && (c - range.first) % range.step == 0)
+            return c - range.distance;
+    }
+    if (c == 0xFF)
+        return 0x178;
+    if (c == 0x3C2)
+        return 0x3A3;
+    return c;
+}
+
+} // namespace
+
+std::string_view trimmed(std::string_view text) {
+    std::size_t begin = 0;
+    std::size_t end = 0;
+    bool started = false;
+    for (std::size_t at = 0; at < text.size();) {
+        const CodePoint point = decode(text.substr(at));
+        if (!point.valid || !isSpace(point.value)) {
+            if (!started)
+                begin = at;
+            started = true;
+            end = at + point.length;
+        }
+        at += point.length;
+    }
+    return text.substr(begin, end - begin);
+}
+
+std::string upperCased(std::string_view text) {
+    std::string out;
+    out.reserve(text.size());
+    while (!text.empty()) {
+        const CodePoint point = decode(text);
+        if (point.valid && point.value == 0xDF)
+            out += "SS";
+        else if (point.valid && upper(point.value) != point.value)
+            encode(upper(point.value), out);
+        else
+            out.append(text.substr(0, point.length));
+        text.remove_prefix(point.length);
+    }
+    return out;
+}
+
+std::string fixed(double value, int decimals) {
+    // Room for the largest double, written out.
+    std::array<char, 400> buffer;
+    const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value,
+                                      std::chars_format::fixed, decimals);
+    return {buffer.data(), result.ptr};
+}
+
+} // namespace lentora::text

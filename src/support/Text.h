@@ -1,0 +1,20 @@
+// Small operations on UTF-8 text that do not depend on the process's locale.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace lentora::text {
+
+/// `text` without the white space and line ends at both ends (ASCII and U+00A0, U+2000–U+200A,
+/// U+2028, U+2029, U+202F, U+205F, U+3000, U+0085).
+std::string_view trimmed(std::string_view text);
+
+/// `text` in upper case: ASCII, Latin, Greek and Cyrillic letters that a key can carry; "ß"
+/// becomes "SS". Bytes that are no valid UTF-8 stay as they are.
+std::string upperCased(std::string_view text);
+
+/// `value` with a fixed number of decimals and a decimal point in every locale.
+std::string fixed(double value, int decimals);
+
+} // namespace lentora::text

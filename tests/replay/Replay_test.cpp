@@ -1,0 +1,87 @@
+// Every scenario in tests/scenarios is replayed and its trace compared with the file beside it.
+#include "platform/posix/PosixTextFiles.h"
+#include "replay/Replay.h"
+#include "replay/Trace.h"
+#include "support/TempFolder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace lentora::replay {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string content(const fs::path& path) {
+    std::ifstream file(path);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+struct Outcome {
+    std::string trace;
+    std::vector<std::string> violations;
+};
+
+Outcome replayed(const std::string& text, const std::string& home) {
+    const auto scenario = readScenario(text);
+    if (const auto* error = std::get_if<ScenarioError>(&scenario))
+        return {error->pointer + ": " + error->message, {}};
+    posix::PosixTextFiles files;
+    Outcome outcome;
+    outcome.violations = replay(std::get<Scenario>(scenario), {home, files, [&](auto line) {
+                                                                   outcome.trace += line;
+                                                                   outcome.trace += '\n';
+                                                               }});
+    return outcome;
+}
+
+std::vector<fs::path> scenarioFiles() {
+    std::vector<fs::path> files;
+    for (const auto& entry : fs::directory_iterator(LENTORA_SCENARIO_DIR)) {
+        if (entry.path().extension() == ".json")
+            files.push_back(entry.path());
+    }
+    std::ranges::sort(files);
+    return files;
+}
+
+class Scenarios : public testing::TestWithParam<fs::path> {};
+
+TEST_P(Scenarios, PrintTheirTraceAndKeepTheContracts) {
+    const test::TempFolder home;
+    const Outcome outcome = replayed(content(GetParam()), home.path());
+    EXPECT_THAT(outcome.violations, testing::IsEmpty());
+    EXPECT_EQ(outcome.trace, content(fs::path(GetParam()).replace_extension(".trace")));
+}
+
+INSTANTIATE_TEST_SUITE_P(All, Scenarios, testing::ValuesIn(scenarioFiles()),
+                         [](const auto& test) { return test.param.stem().string(); });
+
+TEST(Replay, WritesTheLogIntoTheHomeFolderOfTheProgram) {
+    const test::TempFolder home;
+    replayed(R"({"launch": "backend", "steps": [{"t": 1.5, "do": "flags", "flags": "0x80020"}]})",
+             home.path());
+    EXPECT_EQ(content(home.path() + "/Library/Logs/Lentora/spike.log"),
+              "===== Lentora spike log — launch 00:00:00.000 =====\n"
+              "[00:00:00.000] [input] CGEventTap installed on dedicated thread (session)\n"
+              "[00:00:01.500] [gate] [tap] effective gate ACTIVE (physical=true locked=false)\n"
+              "[00:00:01.500] [input] CGEventTap stopped\n");
+}
+
+TEST(Trace, PrintsTheShortestNumbersAndAlwaysValidText) {
+    TraceObject line = traceLine(2, "x");
+    line.add("a", 0.1 + 0.2).add("b", 1e-7).add("c", "\"\n\xFF").addSetting("d", std::int64_t{-5});
+    line.add("e", TraceObject().add("f", true)).addFlags("g", 0x80020);
+    EXPECT_EQ(line.text(),
+              "{\"t\":2,\"ev\":\"x\",\"a\":0.30000000000000004,\"b\":1e-07,"
+              "\"c\":\"\\\"\\n\uFFFD\",\"d\":-5,\"e\":{\"f\":true},\"g\":\"0x80020\"}");
+}
+
+} // namespace
+} // namespace lentora::replay

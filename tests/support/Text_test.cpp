@@ -1,0 +1,41 @@
+#include "support/Text.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+
+namespace lentora::text {
+namespace {
+
+TEST(Text, UpperCasesWhatKeysCarry) {
+    EXPECT_EQ(upperCased("az09;é÷ßÿ"), "AZ09;É÷SSŸ");
+    EXPECT_EQ(upperCased("āčłžĳŉ"), "ĀČŁŽĲŉ");
+    EXPECT_EQ(upperCased("αςωЖжыђ"), "ΑΣΩЖЖЫЂ");
+    EXPECT_EQ(upperCased("日本"), "日本");
+}
+
+TEST(Text, LeavesBrokenTextAsItIs) {
+    EXPECT_EQ(upperCased("a\xC3"), "A\xC3");
+    EXPECT_EQ(upperCased("\xF0\x9F\x98"), "\xF0\x9F\x98");
+    EXPECT_EQ(upperCased("\xC0\xAF\xFFz"), "\xC0\xAF\xFFZ");
+    EXPECT_EQ(trimmed(" \xE2\x80 "), "\xE2\x80");
+}
+
+TEST(Text, TrimsUnicodeSpaceAtTheEndsOnly) {
+    EXPECT_EQ(trimmed("\u2003\n a b\u3000"), "a b");
+    EXPECT_EQ(trimmed(" \u2028"), "");
+    EXPECT_EQ(trimmed(""), "");
+}
+
+TEST(Text, FixedKeepsTheDecimalPointInEveryLocale) {
+    const char* before = std::setlocale(LC_NUMERIC, nullptr);
+    const std::string saved = before;
+    std::setlocale(LC_NUMERIC, "it_IT.UTF-8");
+    EXPECT_EQ(fixed(0.04, 3), "0.040");
+    EXPECT_EQ(fixed(-1234567.0625, 3), "-1234567.062");
+    std::setlocale(LC_NUMERIC, saved.c_str());
+    EXPECT_EQ(fixed(1e300, 1).size(), 303U);
+}
+
+} // namespace
+} // namespace lentora::text
