@@ -1,6 +1,7 @@
 #include "replay/Replay.h"
 
 #include "input/CGEventTapInputBackend.h"
+#include "input/DelegateRecorder.h"
 #include "replay/Trace.h"
 #include "support/Log.h"
 #include "support/Settings.h"
@@ -11,38 +12,6 @@
 namespace lentora::replay {
 
 namespace {
-
-// Prints every operation and does nothing.
-class RecordingDelegate final : public InputBackendDelegate {
-public:
-    RecordingDelegate(const MediaClock& clock, std::function<void(const TraceObject&)> print)
-        : clock_(clock), print_(std::move(print)) {}
-
-    void inputDidEngage(double magnitude) override {
-        record("inputDidEngage", "magnitude", magnitude);
-    }
-    void inputDidUpdatePinch(double cumulative) override {
-        record("inputDidUpdatePinch", "cumulative", cumulative);
-    }
-    void inputDidRelease(ReleaseReason reason) override {
-        record("inputDidRelease", "reason", toString(reason));
-    }
-    void inputGateChanged(bool active) override { record("inputGateChanged", "active", active); }
-    void inputLockChanged(bool locked) override { record("inputLockChanged", "locked", locked); }
-    void inputDetach(bool active) override { record("inputDetach", "active", active); }
-    void inputDidRequestRetarget(double magnitude) override {
-        record("inputDidRequestRetarget", "magnitude", magnitude);
-    }
-    void inputArmingChanged(bool armed) override { record("inputArmingChanged", "armed", armed); }
-
-private:
-    void record(std::string_view operation, std::string_view label, auto argument) {
-        print_(traceLine(clock_.now(), "delegate").add("op", operation).add(label, argument));
-    }
-
-    const MediaClock& clock_;
-    const std::function<void(const TraceObject&)> print_;
-};
 
 class BackendReplay {
 public:
@@ -80,8 +49,12 @@ private:
         backend_ = CGEventTapInputBackend::create(
             {desktop_.eventTap, desktop_.mainQueue, desktop_.executor, desktop_.timeline, *log_},
             scenario_.backend == BackendKind::tapHID ? TapLocation::hid : TapLocation::session);
-        delegate_ = std::make_shared<RecordingDelegate>(
-            desktop_.timeline, [this](const TraceObject& line) { print(line); });
+        delegate_ = std::make_shared<DelegateRecorder>([this](const DelegateCall& call) {
+            TraceObject line = traceLine(desktop_.timeline.now(), "delegate");
+            line.add("op", call.operation);
+            std::visit([&](auto argument) { line.add(call.label, argument); }, call.argument);
+            print(line);
+        });
         backend_->setDelegate(delegate_);
         backend_->setGate(settings.gate());
         backend_->setPinchEnabled(settings.trackpadEnabled());
@@ -188,7 +161,7 @@ private:
     bool printing_ = true;
     sim::SimDesktop desktop_;
     std::optional<Log> log_;
-    std::shared_ptr<RecordingDelegate> delegate_;
+    std::shared_ptr<DelegateRecorder> delegate_;
     std::shared_ptr<CGEventTapInputBackend> backend_;
 };
 

@@ -14,16 +14,17 @@ struct Entry {
     std::string_view es;
 };
 
+// Keys are named as keyboards for this desktop print them.
 constexpr std::array<Entry, 10> entries{{
-    {"gate.command", "Command (⌘)", "Comando (⌘)", "Comando (⌘)"},
-    {"gate.control", "Control (⌃)", "Control (⌃)", "Control (⌃)"},
-    {"gate.controlLeft", "Left Control (⌃)", "Control sinistro (⌃)", "Control izquierdo (⌃)"},
-    {"gate.controlRight", "Right Control (⌃)", "Control destro (⌃)", "Control derecho (⌃)"},
+    {"gate.command", "Super", "Super", "Super"},
+    {"gate.control", "Ctrl", "Ctrl", "Ctrl"},
+    {"gate.controlLeft", "Left Ctrl", "Ctrl sinistro", "Ctrl izquierdo"},
+    {"gate.controlRight", "Right Ctrl", "Ctrl destro", "Ctrl derecho"},
     {"gate.fn", "Fn", "Fn", "Fn"},
-    {"gate.option", "Option (⌥)", "Opzione (⌥)", "Opción (⌥)"},
-    {"gate.optionLeft", "Left Option (⌥)", "Opzione sinistro (⌥)", "Opción izquierda (⌥)"},
-    {"gate.optionRight", "Right Option (⌥)", "Opzione destro (⌥)", "Opción derecha (⌥)"},
-    {"gate.shift", "Shift (⇧)", "Maiuscole (⇧)", "Mayúsculas (⇧)"},
+    {"gate.option", "Alt", "Alt", "Alt"},
+    {"gate.optionLeft", "Left Alt", "Alt sinistro", "Alt izquierdo"},
+    {"gate.optionRight", "Right Alt", "Alt destro", "Alt derecho"},
+    {"gate.shift", "Shift", "Maiusc", "Mayús"},
     {"key.space", "Space", "Spazio", "Espacio"},
 }};
 

@@ -3,12 +3,15 @@
 #pragma once
 
 #include "input/CGEventTapInputBackend.h"
+#include "input/DelegateRecorder.h"
 #include "platform/sim/SimDesktop.h"
 #include "support/Log.h"
 #include "support/Text.h"
 
 #include <gmock/gmock.h>
 
+#include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <utility>
@@ -16,40 +19,27 @@
 
 namespace lentora::test {
 
-/// Writes every operation down as a word and its argument: "engage 0.040", "gate on".
-class RecordingDelegate final : public InputBackendDelegate {
-public:
-    explicit RecordingDelegate(sim::ContractChecker& contracts) : contracts_(contracts) {}
-
-    void inputDidEngage(double magnitude) override { note("engage", magnitude); }
-    void inputDidUpdatePinch(double cumulative) override { note("pinch", cumulative); }
-    void inputDidRelease(ReleaseReason reason) override {
-        note("release " + std::string(toString(reason)));
-    }
-    void inputGateChanged(bool active) override { note("gate", active); }
-    void inputLockChanged(bool locked) override { note("lock", locked); }
-    void inputDetach(bool active) override { note("detach", active); }
-    void inputDidRequestRetarget(double magnitude) override { note("retarget", magnitude); }
-    void inputArmingChanged(bool armed) override { note("arming", armed); }
-
-    std::vector<std::string> operations;
-    /// Called after each operation is written down.
-    std::function<void(const std::string&)> onOperation;
-
-private:
-    void note(std::string operation) {
-        contracts_.requireRole(sim::ThreadRole::main, operation);
-        operations.push_back(operation);
-        if (onOperation)
-            onOperation(operation);
-    }
-    void note(const char* word, double value) {
-        note(std::string(word) + " " + text::fixed(value, 3));
-    }
-    void note(const char* word, bool value) { note(std::string(word) + (value ? " on" : " off")); }
-
-    sim::ContractChecker& contracts_;
-};
+/// An operation as a word and its argument: "engage 0.040", "gate on", "release escKey".
+inline std::string describe(const DelegateCall& call) {
+    static const std::map<std::string_view, std::string> words{
+        {"inputDidEngage", "engage"},
+        {"inputDidUpdatePinch", "pinch"},
+        {"inputDidRelease", "release"},
+        {"inputGateChanged", "gate"},
+        {"inputLockChanged", "lock"},
+        {"inputDetach", "detach"},
+        {"inputDidRequestRetarget", "retarget"},
+        {"inputArmingChanged", "arming"},
+    };
+    std::string argument;
+    if (const auto* number = std::get_if<double>(&call.argument))
+        argument = text::fixed(*number, 3);
+    else if (const auto* flag = std::get_if<bool>(&call.argument))
+        argument = *flag ? "on" : "off";
+    else
+        argument = std::get<std::string_view>(call.argument);
+    return words.at(call.operation) + " " + argument;
+}
 
 inline constexpr EventFlags optionHeld = eventFlag::option | eventFlag::leftOption;
 inline constexpr EventFlags commandHeld = eventFlag::command | eventFlag::leftCommand;
@@ -66,10 +56,10 @@ public:
         backend = CGEventTapInputBackend::create(
             {desktop.eventTap, desktop.mainQueue, desktop.executor, desktop.timeline, *log},
             location);
-        delegate = std::make_shared<RecordingDelegate>(desktop.contracts);
+        delegate = makeDelegate();
         backend->setDelegate(delegate);
-        backend->setOnHotKeyDown([this] { delegate->operations.push_back("hotKey down"); });
-        backend->setOnHotKeyUp([this] { delegate->operations.push_back("hotKey up"); });
+        backend->setOnHotKeyDown([this] { operations.push_back("hotKey down"); });
+        backend->setOnHotKeyUp([this] { operations.push_back("hotKey up"); });
     }
 
     ~BackendHarness() {
@@ -77,6 +67,15 @@ public:
         desktop.timeline.settle();
         desktop.checkNothingLeft();
         EXPECT_THAT(desktop.contracts.violations(), testing::IsEmpty());
+    }
+
+    std::shared_ptr<InputBackendDelegate> makeDelegate() {
+        return std::make_shared<DelegateRecorder>([this](const DelegateCall& call) {
+            desktop.contracts.requireRole(sim::ThreadRole::main, call.operation);
+            operations.push_back(describe(call));
+            if (onOperation)
+                onOperation(operations.back());
+        });
     }
 
     void start() {
@@ -122,19 +121,22 @@ public:
         magnify(0.1);
         flags(0);
         at(desktop.timeline.now() + 1);
-        delegate->operations.clear();
+        operations.clear();
         logLines.clear();
     }
 
     /// What the delegate was told since the last call.
-    std::vector<std::string> taken() { return std::exchange(delegate->operations, {}); }
+    std::vector<std::string> taken() { return std::exchange(operations, {}); }
     std::vector<std::string> takenLog() { return std::exchange(logLines, {}); }
 
     sim::SimDesktop desktop;
     sim::SimTextFiles files;
     std::vector<std::string> logLines;
     std::unique_ptr<Log> log;
-    std::shared_ptr<RecordingDelegate> delegate;
+    std::vector<std::string> operations;
+    /// Called after each operation is written down.
+    std::function<void(const std::string&)> onOperation;
+    std::shared_ptr<InputBackendDelegate> delegate;
     std::shared_ptr<CGEventTapInputBackend> backend;
 };
 

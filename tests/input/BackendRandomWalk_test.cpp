@@ -88,7 +88,7 @@ class Walk {
 public:
     explicit Walk(std::uint32_t seed) : random_(seed) {
         harness_.backend->setHotKey(HotKey{});
-        harness_.delegate->onOperation = [this](const std::string& operation) {
+        harness_.onOperation = [this](const std::string& operation) {
             if (operation.starts_with("hotKey"))
                 return;
             model_.follow(operation);

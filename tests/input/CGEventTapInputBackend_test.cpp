@@ -379,7 +379,7 @@ TEST_F(BackendTest, CancelForgetsTheLensWithoutARelease) {
 
 // The session cancels from inside a delegate operation when it refuses to open a lens.
 TEST_F(BackendTest, TheDelegateMayCancelFromItsOwnOperation) {
-    delegate->onOperation = [&](const std::string& operation) {
+    onOperation = [&](const std::string& operation) {
         if (operation.starts_with("engage"))
             backend->cancelEngage();
     };
@@ -394,7 +394,7 @@ TEST_F(BackendTest, OperationsWithoutADelegateAreDropped) {
     flags(optionHeld);
     magnify(0.1);
     backend->debugForceRelease();
-    delegate = std::make_shared<RecordingDelegate>(desktop.contracts);
+    delegate = makeDelegate();
     backend->setDelegate(delegate);
     desktop.timeline.settle();
     EXPECT_THAT(taken(), IsEmpty());

@@ -1,4 +1,4 @@
-// Owner of a file descriptor.
+// Owner of a file descriptor, which it closes.
 #pragma once
 
 #include <unistd.h>
@@ -14,19 +14,18 @@ public:
     ~FileDescriptor() { reset(); }
     FileDescriptor(FileDescriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
     FileDescriptor& operator=(FileDescriptor&& other) noexcept {
-        if (this != &other) {
-            reset();
-            fd_ = std::exchange(other.fd_, -1);
-        }
+        if (this != &other)
+            reset(std::exchange(other.fd_, -1));
         return *this;
     }
 
     explicit operator bool() const { return fd_ >= 0; }
     int get() const { return fd_; }
 
-    void reset() {
+    void reset(int fd = -1) {
         if (fd_ >= 0)
-            ::close(std::exchange(fd_, -1));
+            ::close(fd_);
+        fd_ = fd;
     }
 
 private:

@@ -1,0 +1,52 @@
+#include "platform/qt/QuitSignals.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdint>
+#include <utility>
+
+namespace lentora::qt {
+
+namespace {
+
+// What the handler may touch.
+std::atomic<int> wakeDescriptor{-1};
+static_assert(std::atomic<int>::is_always_lock_free);
+
+extern "C" void handleQuitSignal(int /*signal*/) {
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = ::write(wakeDescriptor.load(), &one, sizeof one);
+}
+
+void setHandler(void (*handler)(int)) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    ::sigaction(SIGINT, &action, nullptr);
+    ::sigaction(SIGTERM, &action, nullptr);
+}
+
+} // namespace
+
+QuitSignals::QuitSignals(std::function<void()> onQuit)
+    : onQuit_(std::move(onQuit)), signals_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      notifier_(std::make_unique<QSocketNotifier>(signals_.get(), QSocketNotifier::Read)) {
+    connect(notifier_.get(), &QSocketNotifier::activated, this, [this] { takeSignal(); });
+    wakeDescriptor = signals_.get();
+    setHandler(handleQuitSignal);
+}
+
+QuitSignals::~QuitSignals() {
+    setHandler(SIG_DFL);
+    wakeDescriptor = -1;
+}
+
+void QuitSignals::takeSignal() {
+    std::uint64_t count = 0;
+    [[maybe_unused]] const ssize_t got = ::read(signals_.get(), &count, sizeof count);
+    onQuit_();
+}
+
+} // namespace lentora::qt

@@ -1,0 +1,31 @@
+// SIGINT and SIGTERM as an ordinary call on the main thread.
+#pragma once
+
+#include "platform/posix/FileDescriptor.h"
+
+#include <QObject>
+#include <QSocketNotifier>
+
+#include <functional>
+#include <memory>
+
+namespace lentora::qt {
+
+/// One at a time, on the main thread. While it lives, the two signals call `onQuit` instead of
+/// ending the program.
+class QuitSignals final : public QObject {
+    Q_OBJECT
+
+public:
+    explicit QuitSignals(std::function<void()> onQuit);
+    ~QuitSignals() override;
+
+private:
+    void takeSignal();
+
+    const std::function<void()> onQuit_;
+    posix::FileDescriptor signals_;
+    std::unique_ptr<QSocketNotifier> notifier_;
+};
+
+} // namespace lentora::qt
