@@ -3,7 +3,8 @@
 namespace lentora::x11 {
 
 void ModifierTracker::keyChanged(xcb_keycode_t keycode, bool down, const KeyboardMap& map) {
-    if (map.modifierFlags(keycode) != 0)
+    // A key may have stopped being a modifier while it was held.
+    if (map.modifierFlags(keycode) != 0 || !down)
         down_.set(keycode, down);
 }
 

@@ -81,6 +81,10 @@ void PassiveGrabs::grab(const std::set<Grab>& grabs) {
             const Grab& first = run.front();
             if (first.kind == Grab::Kind::pinch && !hasGestures_)
                 return;
+            for (const Grab& grab : run) {
+                if (grab.isShortcut)
+                    probeInCore(grab);
+            }
             const std::uint32_t mask = eventMask(first.kind);
             const auto cookie = xcb_input_xi_passive_grab_device(
                 connection_.get(), XCB_CURRENT_TIME, connection_.root(), XCB_NONE, first.detail,
@@ -90,7 +94,7 @@ void PassiveGrabs::grab(const std::set<Grab>& grabs) {
             unanswered_.push_back({cookie, run});
             for (const Grab& grab : run) {
                 if (grab.isShortcut)
-                    grabInCore(grab);
+                    probeInCore(grab);
             }
         });
 }
@@ -104,29 +108,29 @@ void PassiveGrabs::ungrab(const std::set<Grab>& grabs) {
         xcb_input_xi_passive_ungrab_device(
             connection_.get(), connection_.root(), first.detail, xi::allMasterDevices,
             static_cast<std::uint16_t>(modifiers.size()), grabType(first.kind), modifiers.data());
-        for (const Grab& grab : run) {
-            if (grab.isShortcut) {
-                xcb_ungrab_key(connection_.get(), static_cast<xcb_keycode_t>(grab.detail),
-                               connection_.root(), static_cast<std::uint16_t>(grab.modifiers));
-            }
-        }
     });
 }
 
-void PassiveGrabs::grabInCore(const Grab& grab) {
+void PassiveGrabs::probeInCore(const Grab& grab) {
     const auto cookie = xcb_grab_key(
         connection_.get(), 0, connection_.root(), static_cast<std::uint16_t>(grab.modifiers),
         static_cast<xcb_keycode_t>(grab.detail), XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
-    coreRequests_.push_back({cookie.sequence, grab});
+    coreProbes_.push_back({cookie.sequence, grab});
+    xcb_ungrab_key(connection_.get(), static_cast<xcb_keycode_t>(grab.detail), connection_.root(),
+                   static_cast<std::uint16_t>(grab.modifiers));
 }
 
 void PassiveGrabs::sawError(const xcb_generic_error_t& error) {
     // Errors come in the order of the requests: those before it were granted.
-    while (!coreRequests_.empty() &&
-           static_cast<std::int32_t>(coreRequests_.front().sequence - error.full_sequence) <= 0) {
-        if (coreRequests_.front().sequence == error.full_sequence)
-            newlyRefused_.push_back(coreRequests_.front().grab);
-        coreRequests_.pop_front();
+    while (!coreProbes_.empty() &&
+           static_cast<std::int32_t>(coreProbes_.front().sequence - error.full_sequence) <= 0) {
+        const Grab grab = coreProbes_.front().grab;
+        if (coreProbes_.front().sequence == error.full_sequence) {
+            newlyRefused_.push_back(grab);
+            // Ours would take the key away from the program that has it.
+            ungrab({grab});
+        }
+        coreProbes_.pop_front();
     }
 }
 

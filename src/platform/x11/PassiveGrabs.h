@@ -45,9 +45,10 @@ public:
     void retryRefused();
 
 private:
-    // The shortcut is grabbed in the core protocol, too: the server does not let grabs of the two
-    // kinds get into each other's way, and most programs that have shortcuts use core grabs.
-    struct CoreRequest {
+    // The server grants a grab of ours whatever grabs of the core protocol there are, and most
+    // programs that have shortcuts use those. Whether one has ours is found out by asking for the
+    // same grab in the core protocol and giving it back at once.
+    struct CoreProbe {
         unsigned sequence;
         Grab grab;
     };
@@ -59,7 +60,7 @@ private:
     std::set<Grab> installedButtonGrabs(std::uint32_t button) const;
     void grab(const std::set<Grab>& grabs);
     void ungrab(const std::set<Grab>& grabs);
-    void grabInCore(const Grab& grab);
+    void probeInCore(const Grab& grab);
 
     const Connection& connection_;
     const bool hasGestures_;
@@ -67,7 +68,7 @@ private:
     std::set<Grab> installed_;
     std::set<Grab> refused_;
     std::deque<Request> unanswered_;
-    std::deque<CoreRequest> coreRequests_;
+    std::deque<CoreProbe> coreProbes_;
     // Refused since the last `takeRefused`.
     std::vector<Grab> newlyRefused_;
 };

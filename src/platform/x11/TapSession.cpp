@@ -62,7 +62,7 @@ TapSession::TapSession(std::unique_ptr<Connection> connection, Connection::Exten
                        std::weak_ptr<EventTapClient> client)
     : connection_(std::move(connection)), xinput_(xinput),
       hasGestures_(xinputMinor >= xi::gestureMinorVersion), wheelZoom_(options.wheelZoom),
-      log_(log), client_(std::move(client)), map_(std::move(map)),
+      idle_(options.idle), log_(log), client_(std::move(client)), map_(std::move(map)),
       grabs_(*connection_, hasGestures_), plainClicks_(PlainClicks::open(*connection_)) {
     if (!hasGestures_) {
         report("!! the X server has XInput 2." + std::to_string(xinputMinor) +
@@ -132,6 +132,8 @@ void TapSession::wait(int wake) {
         followInterest();
         return;
     }
+    if (idle_)
+        idle_();
     const bool mayMissRelease = modifiers_.isAnyDown();
     const int timeout = mayMissRelease ? static_cast<int>(keyCheckInterval / 1ms) : -1;
     ::poll(sources.data(), sources.size(), timeout);
@@ -203,12 +205,6 @@ void TapSession::dispatch(const xcb_generic_event_t& event) {
     case 0:
         grabs_.sawError(reinterpret_cast<const xcb_generic_error_t&>(event));
         return;
-    case XCB_KEY_PRESS:
-        // The core grab of the shortcut stands in the way of other programs' only; its events
-        // come when the other grab could not be had.
-        xcb_ungrab_keyboard(connection_->get(), XCB_CURRENT_TIME);
-        xcb_flush(connection_->get());
-        return;
     default:
         return;
     }
@@ -257,8 +253,8 @@ void TapSession::rawKey(const xcb_input_raw_key_press_event_t& event, bool down)
     // place: with the old one the key would mean something else.
     if (mapIsStale_)
         reloadMap();
+    modifiers_.keyChanged(keycode, down, map_);
     if (map_.modifierFlags(keycode) != 0) {
-        modifiers_.keyChanged(keycode, down, map_);
         deliverFlags();
         return;
     }
@@ -329,10 +325,14 @@ void TapSession::pinch(const xcb_input_gesture_pinch_begin_event_t& event, Gestu
 
 void TapSession::reloadMap() {
     mapIsStale_ = false;
-    if (auto map = KeyboardMap::read(*connection_)) {
-        map_ = std::move(*map);
-        grabsAreStale_ = true;
-    }
+    auto map = KeyboardMap::read(*connection_);
+    if (!map)
+        return;
+    const EventFlags before = modifiers_.flags(map_);
+    map_ = std::move(*map);
+    grabsAreStale_ = true;
+    if (modifiers_.flags(map_) != before)
+        deliverFlags();
 }
 
 void TapSession::takeInitialKeys() {

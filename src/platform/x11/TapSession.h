@@ -15,6 +15,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -68,6 +69,7 @@ private:
     const Connection::Extension xinput_;
     const bool hasGestures_;
     const WheelZoom wheelZoom_;
+    const std::function<void()> idle_;
     Log& log_;
     const std::weak_ptr<EventTapClient> client_;
 

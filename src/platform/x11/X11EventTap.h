@@ -33,13 +33,16 @@ std::optional<WheelZoom> wheelZoomFromName(std::string_view name);
 
 struct X11EventTapOptions {
     /// ":0"; empty for $DISPLAY.
-    std::string display;
+    std::string display = {};
     WheelZoom wheelZoom = WheelZoom::automatic;
     /// Called on the tap's thread after the client was told that the tap is installed, or that it
     /// could not be.
-    std::function<void(bool installed)> started;
+    std::function<void(bool installed)> started = {};
     /// Called on the tap's thread when the server goes away while the tap runs.
-    std::function<void()> serverLost;
+    std::function<void()> serverLost = {};
+    /// Called on the tap's thread whenever it has worked off everything it knew of and sent what
+    /// it had to send, before it waits: for programs that have to keep in step with it.
+    std::function<void()> idle = {};
 };
 
 /// The tap runs on a thread and a connection of its own. It is never disabled by the system, so
