@@ -353,7 +353,8 @@ void CGEventTapInputBackend::gateReleased(double now) {
     } else if (state_.willLockOnRelease && state_.engaged) {
         state_.willLockOnRelease = false;
         state_.locked = true;
-        // Command must be pressed anew to detach, also when it was held all along.
+        // Command that is held all along detaches only when the next change of a modifier tells of
+        // it again.
         state_.commandDown = false;
         services_.log.log("gate", "[tap] " + gate + " released after pinch -> LOCKED (stay)");
     } else {

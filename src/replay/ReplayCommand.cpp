@@ -78,6 +78,10 @@ int runReplayCommand(const ReplayArguments& arguments, TextFiles& files) {
     std::string home = arguments.home;
     if (home.empty())
         home = temporary.emplace().path();
+    if (home.empty()) {
+        std::cerr << "lentora: replay: cannot make a temporary home folder; give one with --home\n";
+        return exitTrouble;
+    }
     const auto violations =
         replay(std::get<Scenario>(scenario),
                {home, files, [](std::string_view line) { std::cout << line << '\n'; }});

@@ -18,7 +18,7 @@ std::string quoted(std::string_view text) {
 
 template <typename Number>
 std::string digits(Number value, auto... format) {
-    std::array<char, 40> buffer;
+    std::array<char, 40> buffer{};
     const auto result =
         std::to_chars(buffer.data(), buffer.data() + buffer.size(), value, format...);
     return {buffer.data(), result.ptr};

@@ -127,7 +127,7 @@ std::string upperCased(std::string_view text) {
 
 std::string fixed(double value, int decimals) {
     // Room for the largest double, written out.
-    std::array<char, 400> buffer;
+    std::array<char, 400> buffer{};
     const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value,
                                       std::chars_format::fixed, decimals);
     return {buffer.data(), result.ptr};

@@ -30,27 +30,23 @@ bool takeLock(int fd) {
     return ::flock(fd, LOCK_EX | LOCK_NB) == 0;
 }
 
-/** Whether an open file still has its name, or a sweeper took it away in the meantime. */
+/// Whether an open file still has its name, or a sweeper took it away in the meantime.
 bool stillThere(int fd) {
     struct stat info {};
     return ::fstat(fd, &info) == 0 && info.st_nlink > 0;
 }
 
-/** The open lock file of `folder` if nobody holds it any more. */
+/// The open lock file of `folder` if nobody holds it any more.
 std::optional<posix::FileDescriptor> lockOfDeadOwner(const std::string& folder) {
     struct stat info {};
-    if (::lstat(folder.c_str(), &info) != 0 || !S_ISDIR(info.st_mode) ||
-        info.st_uid != ::geteuid()) {
+    if (::lstat(folder.c_str(), &info) != 0 || !S_ISDIR(info.st_mode) || info.st_uid != ::geteuid())
         return std::nullopt;
-    }
     const std::string path = folder + "/" + lockName;
     posix::FileDescriptor lock(::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
-    if (lock) {
+    if (lock)
         return takeLock(lock.get()) ? std::optional(std::move(lock)) : std::nullopt;
-    }
-    if (errno == ENOENT && info.st_mtime + unlockedGraceSeconds < std::time(nullptr)) {
+    if (errno == ENOENT && info.st_mtime + unlockedGraceSeconds < std::time(nullptr))
         return posix::FileDescriptor();
-    }
     return std::nullopt;
 }
 
@@ -85,20 +81,17 @@ int DesktopFolder::sweep(const std::string& parent) {
     std::error_code failure;
     for (fs::directory_iterator it(parent, failure), end; !failure && it != end;
          it.increment(failure)) {
-        if (!it->path().filename().string().starts_with(folderPrefix)) {
+        if (!it->path().filename().string().starts_with(folderPrefix))
             continue;
-        }
         const std::string folder = it->path().string();
         const std::optional<posix::FileDescriptor> lock = lockOfDeadOwner(folder);
-        if (!lock) {
+        if (!lock)
             continue;
-        }
         DisplayNumber::releaseAbandoned(folder);
         std::error_code ignored;
         fs::remove_all(folder, ignored);
-        if (!fs::exists(folder, ignored)) {
+        if (!fs::exists(folder, ignored))
             ++removed;
-        }
     }
     return removed;
 }

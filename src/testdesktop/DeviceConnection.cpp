@@ -92,12 +92,10 @@ bool DeviceConnection::send(const void* data, std::size_t size) {
     const char* next = static_cast<const char*>(data);
     while (size > 0) {
         const ssize_t count = ::send(socket_.get(), next, size, MSG_NOSIGNAL);
-        if (count < 0 && errno == EINTR) {
+        if (count < 0 && errno == EINTR)
             continue;
-        }
-        if (count <= 0) {
+        if (count <= 0)
             return false;
-        }
         next += count;
         size -= static_cast<std::size_t>(count);
     }
@@ -109,19 +107,15 @@ bool DeviceConnection::receive(void* data, std::size_t size) {
     while (size > 0) {
         pollfd item{socket_.get(), POLLIN, 0};
         const int ready = ::poll(&item, 1, answerLimitMilliseconds);
-        if (ready < 0 && errno == EINTR) {
+        if (ready < 0 && errno == EINTR)
             continue;
-        }
-        if (ready <= 0) {
+        if (ready <= 0)
             return false;
-        }
         const ssize_t count = ::recv(socket_.get(), next, size, 0);
-        if (count < 0 && errno == EINTR) {
+        if (count < 0 && errno == EINTR)
             continue;
-        }
-        if (count <= 0) {
+        if (count <= 0)
             return false;
-        }
         next += count;
         size -= static_cast<std::size_t>(count);
     }

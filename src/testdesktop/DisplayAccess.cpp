@@ -30,9 +30,8 @@ void appendCounted(std::string& text, const std::string& part) {
 
 DisplayAccess::DisplayAccess() : cookie_(cookieLength, '\0') {
     // Up to 256 bytes come in one piece or not at all.
-    if (::getrandom(cookie_.data(), cookie_.size(), 0) != cookieLength) {
+    if (::getrandom(cookie_.data(), cookie_.size(), 0) != cookieLength)
         cookie_.clear();
-    }
 }
 
 std::string DisplayAccess::authorityFile() const {

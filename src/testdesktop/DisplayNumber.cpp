@@ -34,12 +34,11 @@ bool exists(const std::string& path) {
     return ::lstat(path.c_str(), &info) == 0;
 }
 
-/** Whether a server listens on the abstract twin of the display's socket. */
+/// Whether a server listens on the abstract twin of the display's socket.
 bool abstractSocketTaken(int number) {
     posix::FileDescriptor probe(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    if (!probe) {
+    if (!probe)
         return false;
-    }
     const std::string path = socketPath(number);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
@@ -50,13 +49,12 @@ bool abstractSocketTaken(int number) {
            errno != ECONNREFUSED;
 }
 
-/** Puts the lock file in place with its content in one step; false if the number is taken. */
+/// Puts the lock file in place with its content in one step; false if the number is taken.
 bool placeLock(int number) {
     std::string draft = "/tmp/.lentora-lock-XXXXXX";
     posix::FileDescriptor fd(::mkostemp(draft.data(), O_CLOEXEC));
-    if (!fd) {
+    if (!fd)
         return false;
-    }
     char content[16];
     const int length = std::snprintf(content, sizeof content, "%10d\n", ::getpid());
     const bool placed = ::write(fd.get(), content, static_cast<std::size_t>(length)) == length &&
@@ -77,9 +75,8 @@ void removeTraces(int number) {
 std::unique_ptr<DisplayNumber> DisplayNumber::claim(const DesktopFolder& folder,
                                                     std::string& error) {
     for (int number = firstNumber; number <= lastNumber; ++number) {
-        if (exists(lockPath(number)) || exists(socketPath(number)) || abstractSocketTaken(number)) {
+        if (exists(lockPath(number)) || exists(socketPath(number)) || abstractSocketTaken(number))
             continue;
-        }
         // Noted before the claim is made: a note without a claim does no harm, a claim without a
         // note would never be swept.
         const std::string note = std::to_string(number) + " " + std::to_string(::getpid()) + "\n";
@@ -87,9 +84,8 @@ std::unique_ptr<DisplayNumber> DisplayNumber::claim(const DesktopFolder& folder,
             error = "cannot write into " + folder.path();
             return nullptr;
         }
-        if (placeLock(number)) {
+        if (placeLock(number))
             return std::unique_ptr<DisplayNumber>(new DisplayNumber(number));
-        }
     }
     error = "no free X display number (is /tmp writable?)";
     return nullptr;
@@ -99,14 +95,12 @@ void DisplayNumber::releaseAbandoned(const std::string& folderPath) {
     std::ifstream note(folderPath + "/" + noteName);
     int number = 0;
     pid_t owner = 0;
-    if (!(note >> number >> owner)) {
+    if (!(note >> number >> owner))
         return;
-    }
     std::ifstream lock(lockPath(number));
     pid_t holder = 0;
-    if (lock >> holder && holder == owner) {
+    if (lock >> holder && holder == owner)
         removeTraces(number);
-    }
 }
 
 DisplayNumber::~DisplayNumber() {

@@ -22,9 +22,10 @@ std::string findExecutable(const std::string& name) {
     std::istringstream folders(std::string(path != nullptr ? path : "") +
                                ":/usr/local/bin:/usr/bin:/bin");
     for (std::string folder; std::getline(folders, folder, ':');) {
-        if (folder.starts_with('/') && isProgram(folder + "/" + name)) {
-            return folder + "/" + name;
-        }
+        std::string program = folder;
+        program.append("/").append(name);
+        if (folder.starts_with('/') && isProgram(program))
+            return program;
     }
     return {};
 }
@@ -32,11 +33,9 @@ std::string findExecutable(const std::string& name) {
 std::string findXorg() {
     // The Xorg on PATH is often a wrapper that gains root on the way; gaining it would take our
     // hold on the server away. So the real binary comes first.
-    for (const char* path : {"/usr/lib/xorg/Xorg", "/usr/libexec/Xorg", "/usr/lib/Xorg"}) {
-        if (isProgram(path)) {
+    for (const char* path : {"/usr/lib/xorg/Xorg", "/usr/libexec/Xorg", "/usr/lib/Xorg"})
+        if (isProgram(path))
             return path;
-        }
-    }
     return findExecutable("Xorg");
 }
 

@@ -55,18 +55,15 @@ InputInjector::~InputInjector() = default;
 std::unique_ptr<InputInjector> InputInjector::connect(const Sockets& sockets, std::string& error) {
     std::unique_ptr<InputInjector> injector(new InputInjector());
     injector->keyboard_ = DeviceConnection::open(sockets.keyboard, error);
-    if (!injector->keyboard_) {
+    if (!injector->keyboard_)
         return nullptr;
-    }
     injector->mouse_.connection = DeviceConnection::open(sockets.mouse, error);
-    if (!injector->mouse_.connection) {
+    if (!injector->mouse_.connection)
         return nullptr;
-    }
     if (!sockets.touchpad.empty()) {
         injector->touchpad_.connection = DeviceConnection::open(sockets.touchpad, error);
-        if (!injector->touchpad_.connection) {
+        if (!injector->touchpad_.connection)
             return nullptr;
-        }
     }
     return injector;
 }
@@ -84,14 +81,12 @@ bool InputInjector::keyUp(int xKeyCode) {
 }
 
 bool InputInjector::postKey(int xKeyCode, bool down) {
-    if (xKeyCode < 8 || xKeyCode > 255 || keys_[static_cast<std::size_t>(xKeyCode)] == down) {
+    if (xKeyCode < 8 || xKeyCode > 255 || keys_[static_cast<std::size_t>(xKeyCode)] == down)
         return false;
-    }
     // A client may have faked this key down on this very device (XTEST can do that). The server
     // then swallows the press, and the release of a key that no keyboard has helps it to answer.
-    if (!keyboard_->post(keyEvent(xKeyCode, down), keyEvent(unusedKeyCode, false))) {
+    if (!keyboard_->post(keyEvent(xKeyCode, down), keyEvent(unusedKeyCode, false)))
         return false;
-    }
     keys_[static_cast<std::size_t>(xKeyCode)] = down;
     return true;
 }
@@ -111,28 +106,24 @@ bool InputInjector::click(int button, PointerDevice device) {
 bool InputInjector::postButton(int button, bool down, PointerDevice device) {
     Pointer& source = pointer(device);
     if (!source.connection || button < 1 || button > 7 ||
-        source.buttons[static_cast<std::size_t>(button)] == down) {
+        source.buttons[static_cast<std::size_t>(button)] == down)
         return false;
-    }
     xf86ITEventButton event{};
     event.header.length = sizeof event;
     event.header.type = XF86IT_EVENT_BUTTON;
     event.button = button;
     event.is_press = down ? 1 : 0;
-    if (!source.connection->post(event)) {
+    if (!source.connection->post(event))
         return false;
-    }
     source.buttons[static_cast<std::size_t>(button)] = down;
     return true;
 }
 
 bool InputInjector::wheel(int notches, PointerDevice device) {
     const int button = notches > 0 ? wheelUpButton : wheelDownButton;
-    for (int left = std::abs(notches); left > 0; --left) {
-        if (!click(button, device)) {
+    for (int left = std::abs(notches); left > 0; --left)
+        if (!click(button, device))
             return false;
-        }
-    }
     return true;
 }
 
@@ -153,9 +144,8 @@ bool InputInjector::movePointerBy(int dx, int dy, PointerDevice device) {
 }
 
 bool InputInjector::pinchBegin(double scale) {
-    if (pinching_ || !postPinch(XI_GesturePinchBegin, scale, 0.0, false)) {
+    if (pinching_ || !postPinch(XI_GesturePinchBegin, scale, 0.0, false))
         return false;
-    }
     pinching_ = true;
     return true;
 }
@@ -165,29 +155,24 @@ bool InputInjector::pinchUpdate(double scale, double angle) {
 }
 
 bool InputInjector::pinchEnd(bool cancelled) {
-    if (!pinching_ || !postPinch(XI_GesturePinchEnd, scale_, 0.0, cancelled)) {
+    if (!pinching_ || !postPinch(XI_GesturePinchEnd, scale_, 0.0, cancelled))
         return false;
-    }
     pinching_ = false;
     return true;
 }
 
 bool InputInjector::pinch(std::initializer_list<double> scales) {
-    if (scales.size() == 0 || !pinchBegin(*scales.begin())) {
+    if (scales.size() == 0 || !pinchBegin(*scales.begin()))
         return false;
-    }
-    for (const double* scale = scales.begin() + 1; scale != scales.end(); ++scale) {
-        if (!pinchUpdate(*scale)) {
+    for (const double* scale = scales.begin() + 1; scale != scales.end(); ++scale)
+        if (!pinchUpdate(*scale))
             return false;
-        }
-    }
     return pinchEnd();
 }
 
 bool InputInjector::postPinch(int type, double scale, double angle, bool cancelled) {
-    if (!touchpad_.connection) {
+    if (!touchpad_.connection)
         return false;
-    }
     xf86ITEventGesturePinch event{};
     event.header.length = sizeof event;
     event.header.type = XF86IT_EVENT_GESTURE_PINCH;
@@ -196,9 +181,8 @@ bool InputInjector::postPinch(int type, double scale, double angle, bool cancell
     event.flags = cancelled ? XIGesturePinchEventCancelled : 0;
     event.scale = scale;
     event.delta_angle = angle;
-    if (!touchpad_.connection->post(event)) {
+    if (!touchpad_.connection->post(event))
         return false;
-    }
     scale_ = scale;
     return true;
 }
@@ -206,17 +190,13 @@ bool InputInjector::postPinch(int type, double scale, double angle, bool cancell
 bool InputInjector::releaseAll() {
     bool done = !pinching_ || pinchEnd();
     for (int button = 1; button <= 7; ++button) {
-        for (const PointerDevice device : {PointerDevice::Mouse, PointerDevice::Touchpad}) {
-            if (pointer(device).buttons[static_cast<std::size_t>(button)]) {
+        for (const PointerDevice device : {PointerDevice::Mouse, PointerDevice::Touchpad})
+            if (pointer(device).buttons[static_cast<std::size_t>(button)])
                 done = buttonUp(button, device) && done;
-            }
-        }
     }
-    for (int code = 8; code < 256; ++code) {
-        if (keys_[static_cast<std::size_t>(code)]) {
+    for (int code = 8; code < 256; ++code)
+        if (keys_[static_cast<std::size_t>(code)])
             done = keyUp(code) && done;
-        }
-    }
     return done;
 }
 

@@ -4,12 +4,10 @@
 
 namespace lentora::testdesktop {
 
-/**
- * Keys of the test keyboard by their place on an ordinary PC keyboard.
- *
- * The values are X key codes as every evdev or libinput keyboard reports them (kernel code + 8).
- * They name places, not letters: what a key types is up to the server's layout, which is "us".
- */
+/// Keys of the test keyboard by their place on an ordinary PC keyboard.
+///
+/// The values are X key codes as every evdev or libinput keyboard reports them (kernel code + 8).
+/// They name places, not letters: what a key types is up to the server's layout, which is "us".
 enum class Key : std::uint8_t {
     Escape = 9,
     Digit1 = 10,
@@ -90,7 +88,7 @@ enum class Key : std::uint8_t {
     Menu = 135,
 };
 
-/** The X key code of a key. */
+/// The X key code of a key.
 constexpr int keyCode(Key key) {
     return static_cast<int>(key);
 }

@@ -12,10 +12,8 @@ std::string modeName(int width, int height) {
     return std::to_string(width) + "x" + std::to_string(height);
 }
 
-/**
- * A 60 Hz mode with the short blanking times of flat panels (VESA CVT, reduced blanking): it
- * exists for every size, and a 3840x2160 one stays within what one link of a real panel carries.
- */
+/// A 60 Hz mode with the short blanking times of flat panels (VESA CVT, reduced blanking): it
+/// exists for every size, and a 3840x2160 one stays within what one link of a real panel carries.
 std::string modeline(int width, int height) {
     constexpr double refresh = 60.0;
     constexpr double minBlankMicroseconds = 460.0;
@@ -90,9 +88,8 @@ std::string serverConfigText(const ServerConfig& config) {
             "  HorizSync 5.0-1000.0\n  VertRefresh 5.0-200.0\n"
             "  Option \"ReducedBlanking\" \"true\"\n" +
             modeline(config.screenWidth, config.screenHeight);
-    if (name != modeName(3840, 2160)) {
+    if (name != modeName(3840, 2160))
         text += modeline(3840, 2160);
-    }
     text += "EndSection\n"
             "Section \"Screen\"\n  Identifier \"Screen\"\n  Device \"Card\"\n"
             "  Monitor \"Monitor\"\n  DefaultDepth 24\n"
@@ -103,9 +100,8 @@ std::string serverConfigText(const ServerConfig& config) {
             "\"\n  Screen \"Screen\"\n"
             "  InputDevice \"Test keyboard\" \"CoreKeyboard\"\n"
             "  InputDevice \"Test mouse\" \"CorePointer\"\n";
-    if (touchpad) {
+    if (touchpad)
         text += "  InputDevice \"Test touchpad\" \"SendCoreEvents\"\n";
-    }
     return text + "EndSection\n";
 }
 

@@ -23,7 +23,7 @@ constexpr Hint hints[] = {
     {"Failed to compile keymap", "install xkb-data and x11-xkb-utils"},
 };
 
-/** The server's own words without the lines that say nothing about the cause. */
+/// The server's own words without the lines that say nothing about the cause.
 bool worthShowing(std::string_view line) {
     constexpr std::string_view noise[] = {
         "WARNING, (EE) error",
@@ -38,9 +38,8 @@ bool worthShowing(std::string_view line) {
     };
     if (std::any_of(std::begin(noise), std::end(noise), [&](std::string_view part) {
             return line.find(part) != std::string_view::npos;
-        })) {
+        }))
         return false;
-    }
     const std::size_t mark = line.find("(EE)");
     const std::string_view text = mark == std::string_view::npos ? line : line.substr(mark + 4);
     return text.find_first_not_of(" \t\r") != std::string_view::npos;
@@ -49,19 +48,15 @@ bool worthShowing(std::string_view line) {
 void collect(const std::string& path, bool errorsOnly, std::deque<std::string>& lines) {
     std::ifstream file(path);
     for (std::string line; std::getline(file, line);) {
-        if (errorsOnly && line.find("(EE)") == std::string::npos) {
+        if (errorsOnly && line.find("(EE)") == std::string::npos)
             continue;
-        }
-        if (!worthShowing(line)) {
+        if (!worthShowing(line))
             continue;
-        }
         // The log puts a time stamp in front of the same line.
-        if (line.starts_with('[') && line.find("] ") != std::string::npos) {
+        if (line.starts_with('[') && line.find("] ") != std::string::npos)
             line.erase(0, line.find("] ") + 2);
-        }
-        if (std::find(lines.begin(), lines.end(), line) == lines.end()) {
+        if (std::find(lines.begin(), lines.end(), line) == lines.end())
             lines.push_back(line);
-        }
     }
 }
 
@@ -87,12 +82,10 @@ std::string describeServerFailure(const std::string& what, const std::string& ou
             break;
         }
     }
-    while (errors.size() > linesShown) {
+    while (errors.size() > linesShown)
         errors.pop_front();
-    }
-    for (const std::string& line : errors) {
+    for (const std::string& line : errors)
         text += "\n  " + line;
-    }
     return text;
 }
 

@@ -19,11 +19,9 @@ using namespace std::chrono_literals;
 
 constexpr auto politeLimit = 3000ms;
 
-/**
- * The server gets its own small environment: nothing of the user's session may change what it
- * does, and with a system bus that cannot be reached it never asks the login manager for control
- * of the session it happens to be started from.
- */
+/// The server gets its own small environment: nothing of the user's session may change what it
+/// does, and with a system bus that cannot be reached it never asks the login manager for control
+/// of the session it happens to be started from.
 const char* const serverEnvironment[] = {
     "PATH=/usr/local/bin:/usr/bin:/bin",
     "LC_ALL=C",
@@ -31,7 +29,7 @@ const char* const serverEnvironment[] = {
     nullptr,
 };
 
-/** Runs the server under setpriv; returns 0 and the pid, or an errno value. */
+/// Runs the server under setpriv; returns 0 and the pid, or an errno value.
 int spawnServer(const std::string& setpriv, const ServerCommand& command, int displayEnd,
                 pid_t& pid) {
     posix_spawn_file_actions_t actions;
@@ -59,9 +57,8 @@ int spawnServer(const std::string& setpriv, const ServerCommand& command, int di
     std::vector<std::string> words{setpriv, "--pdeathsig", "KILL", "--", command.program};
     words.insert(words.end(), command.arguments.begin(), command.arguments.end());
     std::vector<char*> argv;
-    for (std::string& word : words) {
+    for (std::string& word : words)
         argv.push_back(word.data());
-    }
     argv.push_back(nullptr);
 
     const int failure = ::posix_spawn(&pid, setpriv.c_str(), &actions, &attributes, argv.data(),
@@ -71,7 +68,7 @@ int spawnServer(const std::string& setpriv, const ServerCommand& command, int di
     return failure;
 }
 
-/** Waits for the end of a child without reaping it, so that its number is not given away. */
+/// Waits for the end of a child without reaping it, so that its number is not given away.
 void waitForEnd(pid_t pid) {
     siginfo_t info{};
     while (::waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOWAIT) != 0 &&
@@ -121,9 +118,8 @@ void ServerProcess::keep(ServerCommand command, posix::FileDescriptor displayEnd
     const int failure = spawnServer(findExecutable("setpriv"), command, displayEnd.get(), pid);
     displayEnd.reset();
     reportSpawn(pid, failure);
-    if (failure != 0) {
+    if (failure != 0)
         return;
-    }
     waitForEnd(pid);
     const std::scoped_lock lock(mutex_);
     ended_ = true;
@@ -153,9 +149,8 @@ ServerProcess::~ServerProcess() {
 
 bool ServerProcess::signalAndWait(int signal, std::chrono::milliseconds limit) {
     std::unique_lock lock(mutex_);
-    if (!ended_) {
+    if (!ended_)
         ::kill(pid_, signal);
-    }
     if (limit == std::chrono::milliseconds::max()) {
         changed_.wait(lock, [this] { return ended_; });
         return true;
@@ -169,17 +164,14 @@ bool ServerProcess::waitUntilReady(std::chrono::milliseconds limit) {
     for (;;) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
             deadline - std::chrono::steady_clock::now());
-        if (left.count() <= 0) {
+        if (left.count() <= 0)
             return false;
-        }
         pollfd item{readyEnd_.get(), POLLIN, 0};
         const int ready = ::poll(&item, 1, static_cast<int>(left.count()));
-        if (ready < 0 && errno != EINTR) {
+        if (ready < 0 && errno != EINTR)
             return false;
-        }
-        if (ready <= 0) {
+        if (ready <= 0)
             continue;
-        }
         char text[16];
         const ssize_t count = ::read(readyEnd_.get(), text, sizeof text);
         if (count == 0) {
@@ -188,12 +180,10 @@ bool ServerProcess::waitUntilReady(std::chrono::milliseconds limit) {
             changed_.wait_until(lock, deadline, [this] { return ended_; });
             return false;
         }
-        if (count < 0 && errno != EINTR) {
+        if (count < 0 && errno != EINTR)
             return false;
-        }
-        if (count > 0 && std::memchr(text, '\n', static_cast<std::size_t>(count)) != nullptr) {
+        if (count > 0 && std::memchr(text, '\n', static_cast<std::size_t>(count)) != nullptr)
             return true;
-        }
     }
 }
 

@@ -34,14 +34,12 @@ bool usableSize(int width, int height) {
 
 std::string optionFault(const TestDesktopOptions& options) {
     if (!usableSize(options.screenWidth, options.screenHeight) ||
-        !usableSize(options.virtualWidth, options.virtualHeight)) {
+        !usableSize(options.virtualWidth, options.virtualHeight))
         return "screen sizes must lie between 640x480 and 7680x4320 pixels";
-    }
     // The path goes into the server's configuration file between quotes.
     if (!options.parentFolder.starts_with('/') || options.parentFolder.size() > longestParent ||
-        options.parentFolder.find_first_of("\"\n\r") != std::string::npos) {
+        options.parentFolder.find_first_of("\"\n\r") != std::string::npos)
         return "not usable as a folder: '" + options.parentFolder + "'";
-    }
     return {};
 }
 
@@ -65,30 +63,25 @@ TestDesktop::~TestDesktop() = default;
 TestDesktopStart TestDesktop::start(const TestDesktopOptions& options) {
     std::unique_ptr<TestDesktop> desktop(new TestDesktop());
     std::string error = desktop->launch(options);
-    if (!error.empty()) {
+    if (!error.empty())
         return {nullptr, std::move(error)};
-    }
     return {std::move(desktop), {}};
 }
 
 std::string TestDesktop::launch(const TestDesktopOptions& options) {
     std::string error = optionFault(options);
-    if (!error.empty()) {
+    if (!error.empty())
         return error;
-    }
     const std::string program = findXorg();
-    if (program.empty()) {
+    if (program.empty())
         return "Xorg not found; install xserver-xorg-core";
-    }
     DesktopFolder::sweep(options.parentFolder);
     folder_ = DesktopFolder::create(options.parentFolder, error);
-    if (!folder_) {
+    if (!folder_)
         return error;
-    }
     display_ = DisplayNumber::claim(*folder_, error);
-    if (!display_) {
+    if (!display_)
         return error;
-    }
     displayName_ = display_->name();
     error = startServer(options, program);
     return error.empty() ? connectInput(options) : error;
@@ -97,13 +90,11 @@ std::string TestDesktop::launch(const TestDesktopOptions& options) {
 std::string TestDesktop::startServer(const TestDesktopOptions& options,
                                      const std::string& program) {
     const DisplayAccess access;
-    if (!access.valid()) {
+    if (!access.valid())
         return "no random numbers for the display's cookie";
-    }
     if (!folder_->write(configName, serverConfigText(serverConfig(options, *folder_))) ||
-        !folder_->write(authorityName, access.authorityFile())) {
+        !folder_->write(authorityName, access.authorityFile()))
         return "cannot write into " + folder_->path();
-    }
     ServerCommand command;
     command.program = program;
     command.outputFile = folder_->file(outputName);
@@ -125,9 +116,8 @@ std::string TestDesktop::startServer(const TestDesktopOptions& options,
                          "-sharevts"};
     std::string error;
     server_ = ServerProcess::start(command, error);
-    if (!server_) {
+    if (!server_)
         return error;
-    }
     if (!server_->waitUntilReady(options.startLimit)) {
         return serverFailure(server_->running() ? "the X server does not become ready"
                                                 : "the X server gave up at its start");
@@ -140,9 +130,8 @@ std::string TestDesktop::checkScreen(const TestDesktopOptions& options) const {
     // proves that the display is open to programs without a cookie.
     const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
         xcb_connect(displayName_.c_str(), nullptr), &xcb_disconnect);
-    if (xcb_connection_has_error(connection.get()) != 0) {
+    if (xcb_connection_has_error(connection.get()) != 0)
         return serverFailure("the new X server " + displayName_ + " lets nobody in");
-    }
     const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(connection.get())).data;
     if (screen->width_in_pixels != options.screenWidth ||
         screen->height_in_pixels != options.screenHeight) {

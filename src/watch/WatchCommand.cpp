@@ -82,10 +82,16 @@ private:
     void tapStarted(bool installed) {
         mainQueue_.post([this, installed] {
             if (!installed)
-                QCoreApplication::exit(EXIT_FAILURE);
+                quitAfterTheLog();
             else if (onWatching)
                 onWatching();
         });
+    }
+
+    // The lines that say why are on their way.
+    void quitAfterTheLog() {
+        logQueue_.runAndWait([] {});
+        mainQueue_.post([] { QCoreApplication::exit(EXIT_FAILURE); });
     }
 
     void serverLost() {

@@ -4,7 +4,6 @@
 #include "input/BackendHarness.h"
 #include "platform/posix/PosixClock.h"
 #include "platform/posix/ThreadQueues.h"
-#include "platform/x11/Connection.h"
 #include "platform/x11/X11EventTap.h"
 #include "testdesktop/TestDesktop.h"
 
@@ -78,9 +77,6 @@ protected:
         ASSERT_TRUE(start.desktop) << start.error;
         desktop = std::move(start.desktop);
         hands = &desktop->injector();
-        std::string error;
-        control = x11::Connection::open(desktop->displayName(), error);
-        ASSERT_TRUE(control) << error;
     }
 
     void startTap(x11::WheelZoom wheelZoom = x11::WheelZoom::automatic,
@@ -126,21 +122,9 @@ protected:
         }
     }
 
-    void roundTrip() {
-        const x11::XcbPtr<xcb_get_input_focus_reply_t> reply(xcb_get_input_focus_reply(
-            control->get(), xcb_get_input_focus(control->get()), nullptr));
-    }
-
     /// Waits until the tap has handled everything that the hands did, and its grabs are in place.
     void settle() {
-        // What the tap sends may bring it new events, to which it may answer once more.
-        constexpr int exchanges = 3;
-        for (int i = 0; i < exchanges; ++i) {
-            waitUntilIdle();
-            // Twice: the server serves its clients in turn.
-            roundTrip();
-            roundTrip();
-        }
+        waitUntilIdle();
         bool reached = false;
         mainQueue.post([&] { reached = true; });
         mainQueue.runUntil([&] { return reached; });
@@ -176,7 +160,6 @@ protected:
 
     std::unique_ptr<testdesktop::TestDesktop> desktop;
     testdesktop::InputInjector* hands = nullptr;
-    std::unique_ptr<x11::Connection> control;
     PumpedMainQueue mainQueue;
     sim::SimTextFiles files;
     sim::SimUnifiedLog unifiedLog;

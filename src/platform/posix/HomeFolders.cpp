@@ -11,7 +11,7 @@ namespace lentora::posix {
 std::string homeFolder() {
     if (const char* home = std::getenv("HOME"); home != nullptr && home[0] == '/')
         return home;
-    std::array<char, 4096> buffer;
+    std::array<char, 4096> buffer{};
     passwd entry{};
     passwd* found = nullptr;
     if (getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found != nullptr)

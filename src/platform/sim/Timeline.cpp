@@ -53,12 +53,12 @@ void SimLogQueue::post(Work work) {
     running_ = true;
     {
         const ContractChecker::RoleScope scope(contracts_, ThreadRole::log);
-        for (std::size_t i = 0; i < queued_.size(); ++i) {
-            const Work next = std::move(queued_[i]);
+        while (!queued_.empty()) {
+            const Work next = std::move(queued_.front());
+            queued_.pop_front();
             next();
         }
     }
-    queued_.clear();
     running_ = false;
 }
 

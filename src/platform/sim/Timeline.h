@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <utility>
@@ -89,7 +90,7 @@ public:
 private:
     ContractChecker& contracts_;
     bool running_ = false;
-    std::vector<Work> queued_;
+    std::deque<Work> queued_;
 };
 
 } // namespace lentora::sim

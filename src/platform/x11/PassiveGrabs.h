@@ -49,11 +49,11 @@ private:
     // programs that have shortcuts use those. Whether one has ours is found out by asking for the
     // same grab in the core protocol and giving it back at once.
     struct CoreProbe {
-        unsigned sequence;
+        unsigned sequence = 0;
         Grab grab;
     };
     struct Request {
-        xcb_input_xi_passive_grab_device_cookie_t cookie;
+        xcb_input_xi_passive_grab_device_cookie_t cookie{};
         std::vector<Grab> grabs;
     };
 

@@ -62,7 +62,7 @@ TapSession::TapSession(std::unique_ptr<Connection> connection, Connection::Exten
                        std::weak_ptr<EventTapClient> client)
     : connection_(std::move(connection)), xinput_(xinput),
       hasGestures_(xinputMinor >= xi::gestureMinorVersion), wheelZoom_(options.wheelZoom),
-      idle_(options.idle), log_(log), client_(std::move(client)), map_(std::move(map)),
+      idle_(options.idle), log_(log), client_(std::move(client)), map_(map),
       grabs_(*connection_, hasGestures_), plainClicks_(PlainClicks::open(*connection_)) {
     if (!hasGestures_) {
         report("!! the X server has XInput 2." + std::to_string(xinputMinor) +
@@ -124,16 +124,14 @@ TapSession::End TapSession::run(int wake, const std::atomic<bool>& stopping) {
 
 void TapSession::wait(int wake) {
     xcb_flush(connection_->get());
-    std::array<pollfd, 2> sources{{{connection_->fileDescriptor(), POLLIN, 0}, {wake, POLLIN, 0}}};
+    if (idle_)
+        finishWithServer();
     // Replies bring events with them, which then wait in memory and not in the socket.
-    const XcbPtr<xcb_generic_event_t> queued(xcb_poll_for_queued_event(connection_->get()));
-    if (queued) {
-        dispatch(*queued);
-        followInterest();
+    if (dispatchQueued())
         return;
-    }
     if (idle_)
         idle_();
+    std::array<pollfd, 2> sources{{{connection_->fileDescriptor(), POLLIN, 0}, {wake, POLLIN, 0}}};
     const bool mayMissRelease = modifiers_.isAnyDown();
     const int timeout = mayMissRelease ? static_cast<int>(keyCheckInterval / 1ms) : -1;
     ::poll(sources.data(), sources.size(), timeout);
@@ -141,6 +139,23 @@ void TapSession::wait(int wake) {
         std::uint64_t count = 0;
         [[maybe_unused]] const ssize_t got = ::read(wake, &count, sizeof count);
     }
+}
+
+// Whether there was anything.
+bool TapSession::dispatchQueued() {
+    bool any = false;
+    while (const XcbPtr<xcb_generic_event_t> event{xcb_poll_for_queued_event(connection_->get())}) {
+        dispatch(*event);
+        followInterest();
+        any = true;
+    }
+    return any;
+}
+
+// Returns when the server has carried out what was sent; the events before that are queued.
+void TapSession::finishWithServer() {
+    const XcbPtr<xcb_get_input_focus_reply_t> reply(xcb_get_input_focus_reply(
+        connection_->get(), xcb_get_input_focus(connection_->get()), nullptr));
 }
 
 // What the client is told and asked
@@ -161,15 +176,11 @@ void TapSession::followInterest() {
     SwallowInterest interest = client->swallowInterest();
     if (interest == interest_ && !grabsAreStale_)
         return;
-    const bool gateWentDown = interest.gateHeld && !interest_.gateHeld;
     interest_ = std::move(interest);
     grabsAreStale_ = false;
     const bool wheelZooms =
         wheelZoom_ == WheelZoom::on || (wheelZoom_ == WheelZoom::automatic && !hasTouchpad_);
     grabs_.install(planGrabs(interest_, map_, wheelZooms));
-    // The program that had the shortcut may be gone by now.
-    if (gateWentDown)
-        grabs_.retryRefused();
     xcb_flush(connection_->get());
 }
 
@@ -255,6 +266,9 @@ void TapSession::rawKey(const xcb_input_raw_key_press_event_t& event, bool down)
         reloadMap();
     modifiers_.keyChanged(keycode, down, map_);
     if (map_.modifierFlags(keycode) != 0) {
+        // A shortcut may follow, and the program that had it may be gone by now.
+        if (down)
+            grabs_.retryRefused();
         deliverFlags();
         return;
     }
@@ -325,11 +339,11 @@ void TapSession::pinch(const xcb_input_gesture_pinch_begin_event_t& event, Gestu
 
 void TapSession::reloadMap() {
     mapIsStale_ = false;
-    auto map = KeyboardMap::read(*connection_);
+    const auto map = KeyboardMap::read(*connection_);
     if (!map)
         return;
     const EventFlags before = modifiers_.flags(map_);
-    map_ = std::move(*map);
+    map_ = *map;
     grabsAreStale_ = true;
     if (modifiers_.flags(map_) != before)
         deliverFlags();
@@ -365,10 +379,7 @@ void TapSession::takeKeys() {
     keysAsked_.reset();
     const XcbPtr<xcb_query_keymap_reply_t> reply(static_cast<xcb_query_keymap_reply_t*>(answer));
     const XcbPtr<xcb_generic_error_t> error(failure);
-    while (const XcbPtr<xcb_generic_event_t> event{xcb_poll_for_queued_event(connection_->get())}) {
-        dispatch(*event);
-        followInterest();
-    }
+    dispatchQueued();
     if (!reply || keysChangedSinceAsked_ || (plainClicks_ && plainClicks_->isUnderWay()))
         return;
     const EventFlags before = modifiers_.flags(map_);

@@ -64,6 +64,8 @@ private:
     void askForKeys();
     void takeKeys();
     void wait(int wake);
+    bool dispatchQueued();
+    void finishWithServer();
 
     const std::unique_ptr<Connection> connection_;
     const Connection::Extension xinput_;

@@ -40,8 +40,9 @@ struct X11EventTapOptions {
     std::function<void(bool installed)> started = {};
     /// Called on the tap's thread when the server goes away while the tap runs.
     std::function<void()> serverLost = {};
-    /// Called on the tap's thread whenever it has worked off everything it knew of and sent what
-    /// it had to send, before it waits: for programs that have to keep in step with it.
+    /// For programs that have to keep in step with the tap: called on its thread before it waits,
+    /// when it has worked off everything and the server has carried out all it sent. Costs a round
+    /// trip each time, so none should be set otherwise.
     std::function<void()> idle = {};
 };
 
