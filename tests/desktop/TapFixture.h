@@ -83,6 +83,8 @@ protected:
                   GateModifier gate = GateModifier::option,
                   std::optional<HotKey> hotKey = std::nullopt) {
         started.reset();
+        // A log before this one may still be writing.
+        logQueue.runAndWait([] {});
         log = std::make_unique<Log>(
             Log::Services{files, logQueue, unifiedLog, wallClock, mainQueue}, "/logs");
         tap = std::make_unique<x11::X11EventTap>(

@@ -27,11 +27,13 @@ ThreadSerialQueue::~ThreadSerialQueue() {
 void ThreadSerialQueue::post(Work work) {
     // Owned by the list until `runNewestLast` takes it back.
     auto* node = std::make_unique<Node>(Node{std::move(work), nullptr}).release();
-    node->next = head_.load(std::memory_order_relaxed);
-    while (!head_.compare_exchange_weak(node->next, node, std::memory_order_release,
-                                        std::memory_order_relaxed)) {
-    }
-    if (node->next == nullptr) {
+    // Once it is in the list, the node is the other thread's: it may be gone already.
+    Node* before = head_.load(std::memory_order_relaxed);
+    do {
+        node->next = before;
+    } while (!head_.compare_exchange_weak(before, node, std::memory_order_release,
+                                          std::memory_order_relaxed));
+    if (before == nullptr) {
         signal_.store(1);
         signal_.notify_one();
     }

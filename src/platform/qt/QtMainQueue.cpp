@@ -1,15 +1,36 @@
 #include "platform/qt/QtMainQueue.h"
 
-#include <QMetaObject>
 #include <QTimer>
 
+#include <sys/eventfd.h>
+#include <unistd.h>
+
 #include <chrono>
+#include <cstdint>
 #include <utility>
 
 namespace lentora::qt {
 
+QtMainQueue::QtMainQueue()
+    : wake_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      notifier_(wake_.get(), QSocketNotifier::Read) {
+    connect(&notifier_, &QSocketNotifier::activated, this, [this] { runPosted(); });
+}
+
 void QtMainQueue::post(Work work) {
-    QMetaObject::invokeMethod(this, std::move(work), Qt::QueuedConnection);
+    bool wasEmpty = false;
+    {
+        const std::lock_guard lock(mutex_);
+        wasEmpty = posted_.empty();
+        posted_.push_back(std::move(work));
+    }
+    if (wasEmpty)
+        wake();
+}
+
+void QtMainQueue::wake() {
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = ::write(wake_.get(), &one, sizeof one);
 }
 
 // Timers belong to the thread they are started on.
@@ -19,6 +40,26 @@ void QtMainQueue::postAfter(double seconds, Work work) {
     post([this, delay, work = std::move(work)]() mutable {
         QTimer::singleShot(delay, Qt::PreciseTimer, this, std::move(work));
     });
+}
+
+// One piece of work at a time: it may run an event loop of its own (a dialog), in which the rest
+// has to go on.
+void QtMainQueue::runPosted() {
+    std::uint64_t count = 0;
+    [[maybe_unused]] const ssize_t got = ::read(wake_.get(), &count, sizeof count);
+    Work work;
+    bool more = false;
+    {
+        const std::lock_guard lock(mutex_);
+        if (posted_.empty())
+            return;
+        work = std::move(posted_.front());
+        posted_.pop_front();
+        more = !posted_.empty();
+    }
+    if (more)
+        wake();
+    work();
 }
 
 } // namespace lentora::qt

@@ -18,7 +18,7 @@ std::vector<std::uint32_t> gateModifiers(const SwallowInterest& interest, const 
     const bool hasSide = !isHeld(interest.gate, bits);
     if (hasSide && !interest.gateHeld)
         return {};
-    const ModifierMask gate = map.masksOf(bits);
+    const std::uint32_t gate = map.masksOf(bits);
     // A key without a modifier of its own (Fn) is nothing that the server could go by.
     if (gate == 0) {
         return interest.gateHeld ? std::vector<std::uint32_t>{Grab::anyModifier}
@@ -33,11 +33,11 @@ std::vector<std::uint32_t> gateModifiers(const SwallowInterest& interest, const 
 }
 
 // Every single modifier that stands for a family; a family may have several (Alt and AltGr).
-std::vector<ModifierMask> bitsOf(ModifierMask masks) {
-    std::vector<ModifierMask> bits;
-    for (unsigned bit = 0; bit < 8; ++bit) {
-        if ((masks >> bit & 1U) != 0)
-            bits.push_back(static_cast<ModifierMask>(1U << bit));
+std::vector<std::uint32_t> bitsOf(std::uint32_t masks) {
+    std::vector<std::uint32_t> bits;
+    for (std::uint32_t bit = 1; bit <= allModifiers; bit <<= 1) {
+        if ((masks & bit) != 0)
+            bits.push_back(bit);
     }
     return bits;
 }
@@ -52,12 +52,12 @@ std::vector<std::uint32_t> shortcutModifiers(EventFlags modifiers, const Keyboar
             continue;
         std::vector<std::uint32_t> extended;
         for (const std::uint32_t mask : masks) {
-            for (const ModifierMask bit : bitsOf(map.masksOf(family)))
+            for (const std::uint32_t bit : bitsOf(map.masksOf(family)))
                 extended.push_back(mask | bit);
         }
         masks = std::move(extended);
     }
-    for (const ModifierMask lock : bitsOf(map.lockMasks())) {
+    for (const std::uint32_t lock : bitsOf(map.lockMasks())) {
         const std::size_t count = masks.size();
         for (std::size_t i = 0; i < count; ++i)
             masks.push_back(masks[i] | lock);
