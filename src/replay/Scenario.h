@@ -40,13 +40,13 @@ struct WindowsStep {
     std::vector<sim::Window> windows;
 };
 struct DisplaysStep {
-    std::vector<sim::Display> displays;
+    std::vector<Screen> displays;
 };
 struct FrontmostStep {
     sim::Frontmost frontmost;
 };
 struct PermissionsStep {
-    sim::Permissions permissions;
+    sim::GrantedPermissions permissions;
 };
 struct ActivateStep {
     int pid = 0;

@@ -208,11 +208,11 @@ bool needsSession(const Action& action) {
 
 } // namespace
 
-std::vector<sim::Display> readDisplays(const JsonNode& node) {
-    std::vector<sim::Display> displays;
+std::vector<Screen> readDisplays(const JsonNode& node) {
+    std::vector<Screen> displays;
     for (const JsonNode& element : node.elements()) {
         element.requireObject({"frame", "scale"});
-        sim::Display display;
+        Screen display;
         display.frame = element.at("frame").rect();
         display.scale = element.number("scale", display.scale);
         if (!(display.scale > 0))
@@ -244,9 +244,9 @@ sim::Frontmost readFrontmost(const JsonNode& node) {
     return frontmost;
 }
 
-sim::Permissions readPermissions(const JsonNode& node) {
+sim::GrantedPermissions readPermissions(const JsonNode& node) {
     node.requireObject({"screenRecording", "accessibility", "inputMonitoring"});
-    sim::Permissions permissions;
+    sim::GrantedPermissions permissions;
     permissions.screenRecording = node.boolean("screenRecording", true);
     permissions.accessibility = node.boolean("accessibility", true);
     permissions.inputMonitoring = node.boolean("inputMonitoring", true);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "platform/Defaults.h"
+#include "platform/Displays.h"
 #include "platform/TextFiles.h"
 #include "platform/UnifiedLog.h"
 #include "platform/sim/ContractChecker.h"
@@ -18,12 +19,6 @@
 #include <vector>
 
 namespace lentora::sim {
-
-struct Display {
-    /// Cocoa space: origin at the bottom-left corner of the primary display, y up.
-    Rect frame{0, 0, 1920, 1080};
-    double scale = 2;
-};
 
 struct Window {
     std::uint32_t id = 0;
@@ -62,13 +57,13 @@ struct Timing {
 /// The state of the desktop; steps of a scenario change it.
 struct DesktopState {
     /// The first is the primary display.
-    std::vector<Display> displays{Display{}};
+    std::vector<Screen> displays{Screen{}};
     /// Front-most first.
     std::vector<Window> windows;
     std::optional<Frontmost> frontmost;
     /// Cocoa space.
     Point pointer{960, 540};
-    Permissions permissions;
+    GrantedPermissions permissions;
     Timing timing;
 };
 
