@@ -4,18 +4,13 @@
 
 #include "platform/EventTap.h"
 #include "platform/sim/ContractChecker.h"
+#include "platform/sim/DesktopState.h"
 #include "platform/sim/Timeline.h"
 
 #include <memory>
 #include <optional>
 
 namespace lentora::sim {
-
-struct GrantedPermissions {
-    bool screenRecording = true;
-    bool accessibility = true;
-    bool inputMonitoring = true;
-};
 
 class SimEventTap final : public EventTap {
 public:
