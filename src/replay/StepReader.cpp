@@ -167,9 +167,11 @@ Action readCall(const JsonNode& node) {
     return step;
 }
 
-Action readDump(const JsonNode& node) {
+// A step without keys of its own.
+template <typename Plain>
+Action readBare(const JsonNode& node) {
     node.requireObject({"t", "do"});
-    return DumpStep{};
+    return Plain{};
 }
 
 struct StepKind {
@@ -177,7 +179,7 @@ struct StepKind {
     Action (*read)(const JsonNode&);
 };
 
-constexpr std::array<StepKind, 18> stepKinds{{
+constexpr std::array<StepKind, 19> stepKinds{{
     {"flags", readFlags},
     {"key", readKey},
     {"mouse", readMouse},
@@ -195,11 +197,12 @@ constexpr std::array<StepKind, 18> stepKinds{{
     {"activate", readActivate},
     {"setting", readSetting},
     {"call", readCall},
-    {"dump", readDump},
+    {"target", readBare<TargetStep>},
+    {"dump", readBare<DumpStep>},
 }};
 
 // Steps that ask the zoom session for something.
-constexpr std::array<std::string_view, 4> sessionSteps{"frame", "capture", "target", "png"};
+constexpr std::array<std::string_view, 3> sessionSteps{"frame", "capture", "png"};
 
 bool needsSession(const Action& action) {
     const auto* call = std::get_if<CallStep>(&action);

@@ -8,6 +8,8 @@
 #include "platform/sim/ContractChecker.h"
 #include "platform/sim/DesktopState.h"
 #include "platform/sim/SimEventTap.h"
+#include "platform/sim/SimShareableContent.h"
+#include "platform/sim/SimWindows.h"
 #include "platform/sim/Timeline.h"
 
 #include <functional>
@@ -71,6 +73,13 @@ public:
     SimDefaults defaults;
     DesktopState state;
     SimEventTap eventTap;
+    SimDisplays displays{state};
+    SimPointer pointer{state};
+    SimWindowList windowList{contracts, state};
+    SimApplications applications{state};
+    SimFocusedWindows focusedWindows{contracts, state};
+    SimPermissions permissions{contracts, state};
+    SimShareableContent shareableContent{contracts, timeline, state};
 
     /// Notes a violation for everything the program left running. For the end of a test, after
     /// the program has been told to stop.
