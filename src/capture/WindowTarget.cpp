@@ -34,28 +34,31 @@ void WindowTarget::prewarm() {
             return;
         prewarmInFlight_ = true;
     }
-    startDetached(prefetch());
-}
-
-Task<void> WindowTarget::prefetch() {
-    const auto self = shared_from_this();
-    co_await continueOn(services_.executor);
-    Content content = co_await fetch();
-    const std::lock_guard lock(cacheLock_);
-    if (content)
-        store(std::move(content));
-    prewarmInFlight_ = false;
+    startDetached(prefetch(shared_from_this()));
 }
 
 Task<WindowTarget::Result> WindowTarget::windowUnderCursor() {
-    const auto self = shared_from_this();
-    co_await continueOn(services_.executor);
-    const Content content = co_await shareableContent();
+    return find(shared_from_this());
+}
+
+Task<void> WindowTarget::prefetch(std::shared_ptr<WindowTarget> self) {
+    co_await continueOn(self->services_.executor);
+    Content content = co_await self->fetch();
+    const std::lock_guard lock(self->cacheLock_);
+    if (content)
+        self->store(std::move(content));
+    self->prewarmInFlight_ = false;
+}
+
+Task<WindowTarget::Result> WindowTarget::find(std::shared_ptr<WindowTarget> self) {
+    co_await continueOn(self->services_.executor);
+    const Content content = co_await self->shareableContent();
     if (!content) {
-        services_.log.log(category, "SCShareableContent failed (Screen Recording permission?)");
+        self->services_.log.log(category,
+                                "SCShareableContent failed (Screen Recording permission?)");
         co_return WindowTargetError::noWindow;
     }
-    co_return choose(*content);
+    co_return self->choose(*content);
 }
 
 Task<WindowTarget::Content> WindowTarget::shareableContent() {

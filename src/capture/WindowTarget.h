@@ -23,7 +23,7 @@ namespace lentora {
 
 /// Puts two snapshots side by side: the window list, which knows the stacking order, and the
 /// shareable content, which knows what can be captured. The second takes tens of milliseconds, so
-/// it is fetched ahead and used for half a second.
+/// it is fetched ahead and used for half a second. Work under way keeps the object alive.
 class WindowTarget : public std::enable_shared_from_this<WindowTarget> {
 public:
     /// All of it outlives the work on the executor.
@@ -59,7 +59,10 @@ private:
 
     WindowTarget(Services services, IndependentApps independentApps);
 
-    Task<void> prefetch();
+    // These keep the object alive; what they call does not have to.
+    static Task<void> prefetch(std::shared_ptr<WindowTarget> self);
+    static Task<Result> find(std::shared_ptr<WindowTarget> self);
+
     Task<Content> shareableContent();
     Task<Content> fetch();
     Result choose(const ShareableContent& content) const;
