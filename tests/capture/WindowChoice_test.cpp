@@ -105,7 +105,7 @@ TEST_F(WindowChoiceTest, AsksForAProcessOnceAndOnlyWhenItMatters) {
     EXPECT_THAT(asked, ElementsAre(20, 10)) << "the focused one cannot be captured";
 }
 
-TEST(Eligibility_, NamesTheFirstReason) {
+TEST(WindowEligibility, NamesTheFirstReason) {
     const Size screen{1000, 1000};
     const auto of = [&](int layer, double side, double alpha) {
         const WInfo window{.layer = layer, .bounds = {0, 0, side, side}, .alpha = alpha};
