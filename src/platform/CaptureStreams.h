@@ -27,6 +27,9 @@ public:
 
 enum class PixelFormat { bgra8 };
 
+/// How many pixels the picture is made from: as few as the display's points, or all there are.
+enum class CaptureResolution { automatic = 0, best = 1, nominal = 2 };
+
 struct CaptureConfiguration {
     /// The size of every frame, in pixels.
     int width = 2;
@@ -41,6 +44,7 @@ struct CaptureConfiguration {
     int queueDepth = 6;
     /// Seconds that lie between two frames at least.
     double minimumFrameInterval = 1.0 / 60;
+    CaptureResolution captureResolution = CaptureResolution::best;
 };
 
 /// Which of a display's windows are in the picture.
