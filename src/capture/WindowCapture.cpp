@@ -39,6 +39,16 @@ int pixels(double points, double scale) {
         std::min(rounded, static_cast<double>(std::numeric_limits<int>::max())));
 }
 
+auto startOf(const std::shared_ptr<CaptureStream>& stream, BackgroundExecutor& executor) {
+    return answerOf<Error>(executor,
+                           [stream](CaptureStream::Done done) { stream->start(std::move(done)); });
+}
+
+auto stopOf(const std::shared_ptr<CaptureStream>& stream, BackgroundExecutor& executor) {
+    return answerOf<Error>(executor,
+                           [stream](CaptureStream::Done done) { stream->stop(std::move(done)); });
+}
+
 } // namespace
 
 std::shared_ptr<WindowCapture> WindowCapture::create(const Services& services, bool slowProcessor) {
@@ -106,9 +116,7 @@ Task<void> WindowCapture::startStream(CaptureTarget target) {
         co_return;
     }
     const double starting = services_.clock.now();
-    const Error error = co_await answerOf<Error>(
-        services_.executor,
-        [stream = made.stream](CaptureStream::Done done) { stream->start(std::move(done)); });
+    const Error error = co_await startOf(made.stream, services_.executor);
     if (error) {
         logStartFailed(*error);
         co_return;
@@ -125,8 +133,7 @@ Task<void> WindowCapture::stopAsync() {
         co_return;
     const std::shared_ptr<CaptureStream> stream = std::exchange(stream_, nullptr);
     // Whatever went wrong, the stream is not used again.
-    co_await answerOf<Error>(services_.executor,
-                             [stream](CaptureStream::Done done) { stream->stop(std::move(done)); });
+    co_await stopOf(stream, services_.executor);
     clearPending();
     forgetDisplayed();
     services_.log.log("capture", "stopped");

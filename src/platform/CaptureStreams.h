@@ -98,7 +98,8 @@ public:
     /// without it.
     virtual void start(Done done) = 0;
 
-    /// Any thread; after a start. No sample comes after `done` was called.
+    /// Any thread; once, after a start that went well. Samples may come until `done` is called,
+    /// but not after. A stream that cannot be stopped properly is over all the same.
     virtual void stop(Done done) = 0;
 };
 
