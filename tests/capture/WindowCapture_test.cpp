@@ -19,50 +19,12 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-constexpr int ownPid = 77;
+constexpr int ownPid = sim::SimApplications::programPid;
 constexpr std::uint32_t lensID = 900;
 constexpr const char* lensNotListed =
     "capture: lente non in elenco -> escludo l'app intera dalla cattura (percorso macOS 14)";
 constexpr const char* contentUnavailable =
     "capture: !! SCShareableContent non disponibile: nessuna esclusione della lente";
-
-class TestDisplays final : public Displays {
-public:
-    explicit TestDisplays(const sim::DesktopState& state) : state_(state) {}
-    std::vector<Screen> screens() const override { return state_.displays; }
-    std::optional<Screen> mainScreen() const override { return std::nullopt; }
-
-private:
-    const sim::DesktopState& state_;
-};
-
-class TestApplications final : public Applications {
-public:
-    int ownPid() const override { return lentora::ownPid; }
-    std::optional<int> frontmostPid() const override { return std::nullopt; }
-    std::optional<std::string> bundleIdentifier(int /*pid*/) const override { return std::nullopt; }
-};
-
-// Answers with what the test says, after half a second.
-class ScriptedContent final : public ShareableContentSource {
-public:
-    explicit ScriptedContent(sim::Timeline& timeline) : timeline_(timeline) {}
-    void fetch(Request request, Answer answer) override {
-        ++fetches;
-        EXPECT_TRUE(request.excludingDesktopWindows && request.onScreenWindowsOnly);
-        timeline_.schedule(0.5, sim::ThreadRole::service, [this, answer = std::move(answer)] {
-            answer(fails ? nullptr : std::make_shared<ShareableContent>(content));
-        });
-    }
-    void list(std::uint32_t windowID) { content.windows.emplace_back().windowID = windowID; }
-
-    ShareableContent content;
-    bool fails = false;
-    int fetches = 0;
-
-private:
-    sim::Timeline& timeline_;
-};
 
 // A main thread that can be kept busy.
 class BusyMainQueue final : public MainQueue {
@@ -114,6 +76,7 @@ class CaptureTest : public testing::Test {
 protected:
     CaptureTest() {
         // Sums of these are exact.
+        desktop.state.timing.shareableContent = 0.5;
         desktop.state.timing.startCapture = 0.5;
         desktop.state.timing.stopCapture = 0.25;
         desktop.state.timing.firstFrame = 0.125;
@@ -123,9 +86,6 @@ protected:
         desktop.captureStreams.onRunningChanged = [this](const auto& change) {
             changes.push_back({change.running, change.filter, change.configuration});
         };
-        log = std::make_unique<Log>(Log::Services{files, desktop.logQueue, desktop.unifiedLog,
-                                                  desktop.timeline, desktop.mainQueue},
-                                    "/logs");
         makeCapture(false);
     }
 
@@ -140,8 +100,9 @@ protected:
     }
 
     void makeCapture(bool slowProcessor) {
-        capture = WindowCapture::create({desktop.captureStreams, content, displays, applications,
-                                         desktop.timeline, desktop.executor, mainQueue, *log},
+        capture = WindowCapture::create({desktop.captureStreams, desktop.shareableContent,
+                                         desktop.displays, desktop.applications, desktop.timeline,
+                                         desktop.executor, mainQueue, log},
                                         slowProcessor);
         capture->setOnFrame([this](const auto& surface, Size pixelSize, const Rect& frame) {
             desktop.contracts.requireRole(sim::ThreadRole::main, "onFrame");
@@ -169,6 +130,13 @@ protected:
 
     void run(double seconds) { desktop.timeline.advanceTo(desktop.timeline.now() + seconds); }
     void start(CaptureTarget target) { startDetached(capture->start(std::move(target))); }
+    // Puts a window onto the desktop that the capture service offers.
+    void list(std::uint32_t id, int pid = 3, std::optional<std::string> app = {}) {
+        sim::Window& listed = desktop.state.windows.emplace_back(window(id, {}, "#000000"));
+        listed.pid = pid;
+        listed.app = std::move(app);
+    }
+    int fetches() const { return desktop.shareableContent.fetchCount(); }
     // Starts, and runs until that is over and before the first frame.
     void startAndRun(CaptureTarget target) {
         start(std::move(target));
@@ -196,14 +164,12 @@ protected:
 
     sim::SimDesktop desktop;
     sim::SimTextFiles files;
-    TestDisplays displays{desktop.state};
-    TestApplications applications;
-    ScriptedContent content{desktop.timeline};
+    Log log{{files, desktop.logQueue, desktop.unifiedLog, desktop.timeline, desktop.mainQueue},
+            "/logs"};
     BusyMainQueue mainQueue{desktop.mainQueue};
     std::vector<std::string> logLines;
     std::vector<Change> changes;
     std::vector<Delivery> delivered;
-    std::unique_ptr<Log> log;
     std::shared_ptr<WindowCapture> capture;
 };
 
@@ -237,7 +203,7 @@ TEST_F(CaptureTest, CapturesTheRegionOfTheDisplayThatTheWindowOccupies) {
                             "capture: STARTED (display region) 'Notes' [Editor] "
                             "cgFrame=(2000,-400 800x601) srcRect=(80,44 800x601) scale=1.500 "
                             "px=1201x902 occluders=2 lens=none"));
-    EXPECT_EQ(content.fetches, 0);
+    EXPECT_EQ(fetches(), 0);
 }
 
 TEST_F(CaptureTest, ThePictureHasAtLeastTwoPixelsAndHalvesAreRoundedUp) {
@@ -271,7 +237,6 @@ TEST_F(CaptureTest, ShowsTheWindowWithoutWhatStandsInFrontOfIt) {
     desktop.state.windows = {window(lensID, {0, 0, 1920, 1080}, "#ffffff"),
                              window(8, {100, 50, 400, 600}, "#0000ff"),
                              window(5, {100, 50, 800, 600}, "#ff0000")};
-    content.list(lensID);
     capture->setLensWindowID(lensID);
     CaptureTarget covered = target();
     covered.excludeWindows.emplace_back().windowID = 8;
@@ -291,8 +256,8 @@ TEST_F(CaptureTest, ShowsTheWindowWithoutWhatStandsInFrontOfIt) {
 // Keeping the lens out
 
 TEST_F(CaptureTest, LeavesTheListedLensOutAndRemembersIt) {
-    content.list(5);
-    content.list(lensID);
+    list(5);
+    list(lensID);
     capture->setLensWindowID(lensID);
     CaptureTarget covered = target();
     covered.excludeWindows.emplace_back().windowID = 8;
@@ -304,19 +269,21 @@ TEST_F(CaptureTest, LeavesTheListedLensOutAndRemembersIt) {
     startAndRun(target());
     run(0.25);
     EXPECT_THAT(excluded(changes.back()), ElementsAre(lensID));
-    EXPECT_EQ(content.fetches, 1);
+    EXPECT_EQ(fetches(), 1);
     // Another panel: its number is not the one remembered.
-    content.list(901);
+    list(901);
     capture->setLensWindowID(901);
     start(target());
     run(1.25);
     EXPECT_THAT(excluded(changes.back()), ElementsAre(901));
-    EXPECT_EQ(content.fetches, 2);
+    EXPECT_EQ(fetches(), 2);
 }
 
 TEST_F(CaptureTest, LeavesTheProgramOutWhereTheLensIsNotListed) {
-    content.list(5);
-    content.content.applications = {{3, "Editor"}, {ownPid, "Lentora"}, {4, "Shell"}};
+    list(5);
+    list(6, 3, "Editor");
+    list(7, ownPid, "Lentora");
+    list(9, 4, "Shell");
     capture->setLensWindowID(lensID);
     CaptureTarget covered = target();
     covered.excludeWindows.emplace_back().windowID = 8;
@@ -331,11 +298,11 @@ TEST_F(CaptureTest, LeavesTheProgramOutWhereTheLensIsNotListed) {
 }
 
 TEST_F(CaptureTest, ForgetsALensThatIsNoLongerListed) {
-    content.list(lensID);
+    list(lensID);
     capture->setLensWindowID(lensID);
     start(target());
     run(1);
-    content.content.windows.clear();
+    desktop.state.windows.clear();
     capture->setLensWindowID(901);
     start(target());
     run(1.25);
@@ -343,12 +310,12 @@ TEST_F(CaptureTest, ForgetsALensThatIsNoLongerListed) {
     capture->setLensWindowID(lensID);
     start(target());
     run(1.25);
-    EXPECT_EQ(content.fetches, 3);
+    EXPECT_EQ(fetches(), 3);
     EXPECT_THAT(logLines.back(), HasSubstr("lens=app-level"));
 }
 
 TEST_F(CaptureTest, CapturesWithTheLensWhereTheSystemDoesNotAnswer) {
-    content.fails = true;
+    desktop.state.timing.shareableContent = -0.5;
     capture->setLensWindowID(lensID);
     CaptureTarget covered = target();
     covered.excludeWindows.emplace_back().windowID = 8;
@@ -361,11 +328,11 @@ TEST_F(CaptureTest, CapturesWithTheLensWhereTheSystemDoesNotAnswer) {
 }
 
 TEST_F(CaptureTest, AFailedFetchKeepsWhatIsRememberedOfTheLens) {
-    content.list(lensID);
+    list(lensID);
     capture->setLensWindowID(lensID);
     start(target());
     run(1);
-    content.fails = true;
+    desktop.state.timing.shareableContent = -0.5;
     capture->setLensWindowID(901);
     start(target());
     run(0.5);
@@ -387,6 +354,7 @@ TEST_F(CaptureTest, AStartThatFailsLeavesNoStream) {
          },
          "the capture service refused"},
         {[this] {
+             desktop.state.timing.shareableContent = 0.5;
              desktop.state.timing.startCapture = 0.5;
              desktop.state.permissions.screenRecording = false;
          },
@@ -454,37 +422,38 @@ TEST_F(CaptureTest, AStopDuringAStartEndsTheStream) {
 }
 
 TEST_F(CaptureTest, StartsThatOverlapAreCarriedOutOneAfterTheOther) {
-    std::vector<std::string> order;
-    desktop.captureStreams.onRunningChanged = [&](const auto& change) {
-        order.push_back((change.running ? "+" : "-") + std::to_string(change.configuration.width));
-    };
     start(target({0, 0, 10, 10}));
     run(0.25);
     start(target({0, 0, 20, 10}));
     capture->stop();
     start(target({0, 0, 30, 10}));
     run(5);
+    std::vector<std::string> order;
+    for (const Change& change : changes)
+        order.push_back((change.running ? "+" : "-") + std::to_string(change.configuration.width));
     EXPECT_THAT(order, ElementsAre("+20", "-20", "+40", "-40", "+60"));
     EXPECT_EQ(capture->currentTarget()->cgFrame.width, 30);
 }
 
 TEST_F(CaptureTest, WorkThatIsNeverRunIsTakenApart) {
-    capture->setLensWindowID(lensID);
-    start(target());
-    run(0.25);
-    start(target());
+    startAndRun(target());
     capture->stop();
-    // The first start waits for an answer, the others for their turn.
+    run(0.125);
+    start(target());
+    start(target());
+    // The stop waits for its stream, the starts for their turn.
     desktop.timeline.clear();
-    content.fails = true;
     start(target());
     run(1);
     EXPECT_THAT(logLines.back(), StartsWith("capture: STARTED"));
-    start(target());
+    EXPECT_THAT(logLines, testing::Not(testing::Contains("capture: stopped")));
+    // The turn that was granted is on its way.
     capture->stop();
+    start(target());
     desktop.timeline.clear();
     capture->stop();
     run(1);
+    EXPECT_EQ(logLines.back(), "capture: stopped");
     const std::weak_ptr<WindowCapture> weak = capture;
     capture.reset();
     EXPECT_TRUE(weak.expired());

@@ -165,7 +165,7 @@ TEST_F(SimCaptureTest, IsSilentWhileItsDisplayIsNotConnected) {
 TEST_F(SimCaptureTest, DrawsTheWindowsFromBackToFront) {
     addWindow(1, {110, 100, 10, 10}, "#ff0000");
     addWindow(2, {110, 100, 20, 10}, "#00ff00").alpha = 0.5;
-    addWindow(3, {0, 0, 140, 105}, "#0000ff");
+    addWindow(3, {0, 0, 140, 106}, "#0000ff");
     const Picture picture = shown();
     EXPECT_THAT(picture.pixels,
                 ElementsAre(blue, red, (Color{0, 128, 128}), blue, // the first row
