@@ -157,8 +157,8 @@ CaptureConfiguration WindowCapture::configurationFor(const CaptureTarget& target
     return configuration;
 }
 
-// A single window's picture would be simpler to ask for, but it would lack what belongs to the
-// window and is drawn beside it. So it is always the display, without what is in the way.
+// A single window's picture would be simpler to ask for, but it would lack the window's menus and
+// sheets, which are windows of their own. So it is the display, without what is in the way.
 Task<WindowCapture::Exclusion> WindowCapture::exclusionFor(CaptureTarget target) {
     Exclusion result;
     result.filter.display = target.scDisplay;
