@@ -240,7 +240,7 @@ TEST_F(CaptureTest, ShowsTheWindowWithoutWhatStandsInFrontOfIt) {
     capture->setLensWindowID(lensID);
     CaptureTarget covered = target();
     covered.excludeWindows.emplace_back().windowID = 8;
-    sim::Picture picture;
+    Picture picture;
     capture->setOnFrame([&](const auto& surface, Size size, const Rect& frame) {
         EXPECT_EQ(size, (Size{1600, 1200}));
         EXPECT_EQ(frame, covered.cgFrame);
@@ -249,8 +249,8 @@ TEST_F(CaptureTest, ShowsTheWindowWithoutWhatStandsInFrontOfIt) {
     });
     start(covered);
     run(2);
-    ASSERT_EQ(picture.pixels.size(), 1600U * 1200U);
-    EXPECT_THAT(picture.pixels, testing::Each(sim::Color{255, 0, 0}));
+    ASSERT_EQ(picture.pixels().size(), 1600U * 1200U);
+    EXPECT_THAT(picture.pixels(), testing::Each(Pixel{255, 0, 0, 255}));
 }
 
 // Keeping the lens out
