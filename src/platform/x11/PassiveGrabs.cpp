@@ -70,7 +70,11 @@ void PassiveGrabs::install(const std::set<Grab>& plan) {
     ungrab(surplus);
     const bool anyRemoved = std::ranges::any_of(
         surplus, [](const Grab& grab) { return grab.modifiers == Grab::anyModifier; });
-    grab(anyRemoved ? plan : difference(plan, installed_));
+    std::set<Grab> wanted = anyRemoved ? plan : difference(plan, installed_);
+    std::erase_if(wanted, [&](const Grab& grab) {
+        return grab.isShortcut && refused_.contains(grab) && installed_.contains(grab);
+    });
+    grab(wanted);
     installed_ = plan;
     std::erase_if(refused_, [&](const Grab& grab) { return !plan.contains(grab); });
 }
@@ -112,12 +116,21 @@ void PassiveGrabs::ungrab(const std::set<Grab>& grabs) {
 }
 
 void PassiveGrabs::probeInCore(const Grab& grab) {
-    const auto cookie = xcb_grab_key(
-        connection_.get(), 0, connection_.root(), static_cast<std::uint16_t>(grab.modifiers),
-        static_cast<xcb_keycode_t>(grab.detail), XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
+    const auto key = static_cast<xcb_keycode_t>(grab.detail);
+    const auto modifiers = static_cast<std::uint16_t>(grab.modifiers);
+    const auto cookie = xcb_grab_key(connection_.get(), 0, connection_.root(), modifiers, key,
+                                     XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
     coreProbes_.push_back({cookie.sequence, grab});
-    xcb_ungrab_key(connection_.get(), static_cast<xcb_keycode_t>(grab.detail), connection_.root(),
-                   static_cast<std::uint16_t>(grab.modifiers));
+    xcb_ungrab_key(connection_.get(), key, connection_.root(), modifiers);
+}
+
+xcb_void_cookie_t PassiveGrabs::tryInCore(const Grab& grab) {
+    const auto key = static_cast<xcb_keycode_t>(grab.detail);
+    const auto modifiers = static_cast<std::uint16_t>(grab.modifiers);
+    const auto cookie = xcb_grab_key_checked(connection_.get(), 0, connection_.root(), modifiers,
+                                             key, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
+    xcb_ungrab_key(connection_.get(), key, connection_.root(), modifiers);
+    return cookie;
 }
 
 void PassiveGrabs::sawError(const xcb_generic_error_t& error) {
@@ -179,7 +192,22 @@ std::vector<Grab> PassiveGrabs::takeRefused() {
 }
 
 void PassiveGrabs::retryRefused() {
-    grab(refused_);
+    std::set<Grab> retried = refused_;
+    // Our grab would take the key away from the program that still has it, if only for a moment:
+    // the question comes first.
+    std::vector<std::pair<Grab, xcb_void_cookie_t>> questions;
+    for (const Grab& grab : refused_) {
+        if (grab.isShortcut)
+            questions.emplace_back(grab, tryInCore(grab));
+    }
+    for (const auto& [grab, cookie] : questions) {
+        const XcbPtr<xcb_generic_error_t> refusal(xcb_request_check(connection_.get(), cookie));
+        if (refusal)
+            retried.erase(grab);
+        else
+            refused_.erase(grab);
+    }
+    grab(retried);
 }
 
 } // namespace lentora::x11
