@@ -41,6 +41,11 @@ std::uint32_t eventMask(Grab::Kind kind) {
     return 0;
 }
 
+// Request numbers wrap around.
+bool isBefore(unsigned a, unsigned b) {
+    return static_cast<std::int32_t>(a - b) < 0;
+}
+
 std::set<Grab> difference(const std::set<Grab>& a, const std::set<Grab>& b) {
     std::set<Grab> out;
     std::ranges::set_difference(a, b, std::inserter(out, out.end()));
@@ -135,8 +140,7 @@ xcb_void_cookie_t PassiveGrabs::tryInCore(const Grab& grab) {
 
 void PassiveGrabs::sawError(const xcb_generic_error_t& error) {
     // Errors come in the order of the requests: those before it were granted.
-    while (!coreProbes_.empty() &&
-           static_cast<std::int32_t>(coreProbes_.front().sequence - error.full_sequence) <= 0) {
+    while (!coreProbes_.empty() && !isBefore(error.full_sequence, coreProbes_.front().sequence)) {
         const Grab grab = coreProbes_.front().grab;
         if (coreProbes_.front().sequence == error.full_sequence) {
             newlyRefused_.push_back(grab);
@@ -157,6 +161,10 @@ std::set<Grab> PassiveGrabs::installedButtonGrabs(std::uint32_t button) const {
 }
 
 std::vector<Grab> PassiveGrabs::takeRefused() {
+    // Errors that came before the answers of the last call have been seen by now: the probes up to
+    // there were granted.
+    while (!coreProbes_.empty() && isBefore(coreProbes_.front().sequence, lastAnswered_))
+        coreProbes_.pop_front();
     std::vector<Grab> refused = std::exchange(newlyRefused_, {});
     while (!unanswered_.empty()) {
         void* answer = nullptr;
@@ -168,6 +176,7 @@ std::vector<Grab> PassiveGrabs::takeRefused() {
             static_cast<xcb_input_xi_passive_grab_device_reply_t*>(answer));
         const XcbPtr<xcb_generic_error_t> error(failure);
         const std::vector<Grab> grabs = std::move(unanswered_.front().grabs);
+        lastAnswered_ = unanswered_.front().cookie.sequence;
         unanswered_.pop_front();
         if (!reply) {
             refused.insert(refused.end(), grabs.begin(), grabs.end());
@@ -182,6 +191,8 @@ std::vector<Grab> PassiveGrabs::takeRefused() {
             });
             if (failed)
                 refused.push_back(grab);
+            else if (!grab.isShortcut)
+                refused_.erase(grab);
         }
     }
     // Said once for as long as it is wanted.

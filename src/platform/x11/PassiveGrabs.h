@@ -72,6 +72,8 @@ private:
     std::set<Grab> refused_;
     std::deque<Request> unanswered_;
     std::deque<CoreProbe> coreProbes_;
+    // The number of the last request whose answer was taken.
+    unsigned lastAnswered_ = 0;
     // Refused since the last `takeRefused`.
     std::vector<Grab> newlyRefused_;
 };
