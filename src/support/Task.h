@@ -205,6 +205,10 @@ detail::QueueAwaiter<Queue> continueOn(Queue& queue) {
 /// `T answer = co_await answerOf<T>(queue, start)`: calls `start` with a callback, and goes on as
 /// work posted to `queue` once the callback was called, on whatever thread; once is enough, and
 /// one that is dropped uncalled ends the waiting. The queue outlives the callback.
+///
+/// A `start` that captures more than references and pointers is to be written in an ordinary
+/// function that returns this: g++ 12 destroys temporaries without a constructor of their own,
+/// closures above all, twice when they stand in a co_await expression.
 template <typename T, typename Queue>
 detail::AnswerAwaiter<Queue, T> answerOf(Queue& queue,
                                          std::function<void(std::function<void(T)>)> start) {
