@@ -258,9 +258,14 @@ double percentile(std::vector<double> values, double part) {
 
 void printRow(const char* change, const char* client, const Result& result) {
     const auto percent = [&](double part) { return 100 * part / result.wallSeconds; };
-    std::printf("| %s | %s | %.3f | %.3f | %.2f | %.2f |\n", change, client,
-                percentile(result.milliseconds, 0.5), percentile(result.milliseconds, 0.99),
-                percent(result.clientSeconds), percent(result.serverSeconds));
+    std::printf("| %s | %s | ", change, client);
+    if (result.milliseconds.empty()) {
+        std::printf("| | |");
+    } else {
+        std::printf("%.3f | %.3f | %.2f |", percentile(result.milliseconds, 0.5),
+                    percentile(result.milliseconds, 0.99), percent(result.clientSeconds));
+    }
+    std::printf(" %.2f |\n", percent(result.serverSeconds));
 }
 
 int run() {

@@ -328,10 +328,13 @@ TEST_F(X11CaptureStreams, FramesKeepTheirDistanceAndTheNewestWins) {
     const auto times = frames->times();
     ASSERT_GE(times.size(), before + 9);
     EXPECT_LE(times.size(), before + 13);
-    for (std::size_t i = before + 1; i < times.size(); ++i) {
-        const std::chrono::duration<double> gap = times[i] - times[i - 1];
-        EXPECT_GT(gap.count(), interval * 0.75);
-    }
+    // The second may come early, since the first came out of the blue.
+    const auto gap = [&](std::size_t i) {
+        return std::chrono::duration<double>(times[i] - times[i - 1]).count();
+    };
+    EXPECT_GT(gap(before + 1), interval * 0.4);
+    for (std::size_t i = before + 2; i < times.size(); ++i)
+        EXPECT_GT(gap(i), interval * 0.75);
 }
 
 TEST_F(X11CaptureStreams, WaitsWhenAllSurfacesAreHeldAndThenGivesTheNewest) {

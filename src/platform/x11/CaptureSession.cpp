@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <ctime>
+#include <span>
 #include <utility>
 
 namespace lentora::x11 {
@@ -12,8 +13,9 @@ namespace lentora::x11 {
 namespace {
 
 // A program that draws exactly as often as frames may come is late one time and in time the next.
-// Without some play, all its frames would wait for as long as the latest one was late.
-constexpr double pacingPlay = 1.0 / 8;
+// A frame that was late does not make the next one wait, down to this part of the interval; else
+// all that follow would be as late as it was. The frames keep their distance on average.
+constexpr int shortestPart = 2;
 
 // Messages that are handled before frames get their turn.
 constexpr int messageBatch = 1000;
@@ -110,9 +112,10 @@ void CaptureSession::begin() {
 
 void CaptureSession::takeTree(const xcb_query_tree_reply_t& tree) {
     // Created since the events were selected, and told by them: all are in the tree as well.
-    const xcb_window_t* children = xcb_query_tree_children(&tree);
-    for (int i = 0; i < xcb_query_tree_children_length(&tree); ++i)
-        stack_.add(children[i]);
+    const std::span children(xcb_query_tree_children(&tree),
+                             static_cast<std::size_t>(xcb_query_tree_children_length(&tree)));
+    for (const xcb_window_t child : children)
+        stack_.add(child);
     for (const TopLevel& window : stack_.windows())
         askPlace(window.id);
     filter_.begin(stack_);
@@ -164,10 +167,10 @@ void CaptureSession::dispatch(const xcb_generic_event_t& event) {
         return;
     const std::uint8_t type = event.response_type;
     if (type == 0) {
-        // Nearly always a window that is gone, and its end is told by an event. Only a lack of
-        // memory spoils a frame.
+        // Nearly always a window that is gone, and its end is told by an event. Only a pixmap that
+        // the server has no memory for spoils a frame.
         const auto& error = reinterpret_cast<const xcb_generic_error_t&>(event);
-        if (error.error_code == XCB_ALLOC && frameInFlight_)
+        if (error.major_code == XCB_CREATE_PIXMAP && frameInFlight_)
             frameInFlight_->hasFailed = true;
         return;
     }
@@ -316,9 +319,7 @@ bool CaptureSession::composeIfDue() {
     const SurfacePool::Buffer& target = pool_->buffer(*buffer);
     composed_.paint({target.pixmap, target.picture}, layers_, damage_, target.stale);
     frameInFlight_ = Frame{*buffer, composed_.toTarget(std::exchange(damage_, {}))};
-    nextFrame_ =
-        std::max(nextFrame_ + interval_,
-                 now + std::chrono::duration_cast<Clock::duration>(interval_ * (1 - pacingPlay)));
+    nextFrame_ = std::max(nextFrame_ + interval_, now + interval_ / shortestPart);
     // Its answer tells that the server has carried out what was sent.
     messages_.expect<xcb_get_input_focus_reply_t>(
         xcb_get_input_focus(server_->get()),
