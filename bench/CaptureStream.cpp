@@ -275,8 +275,10 @@ int run() {
         return EXIT_FAILURE;
     }
     clockid_t serverClock{};
-    if (clock_getcpuclockid(desktop->serverPid(), &serverClock) != 0)
+    if (clock_getcpuclockid(desktop->serverPid(), &serverClock) != 0) {
+        std::fprintf(stderr, "bench_capture: the server's processor time cannot be read\n");
         return EXIT_FAILURE;
+    }
     std::vector<double> starts;
     std::printf("| change | client | median ms | p99 ms | client, %% of a core | "
                 "server, %% of a core |\n|---|---|---|---|---|---|\n");

@@ -1,5 +1,7 @@
 #include "platform/x11/CapturedWindow.h"
 
+#include "platform/x11/PropertyValue.h"
+
 #include <xcb/composite.h>
 
 #include <utility>
@@ -64,15 +66,12 @@ void CapturedWindow::ask(Cookie cookie, std::function<void(const Reply*)> handle
 }
 
 void CapturedWindow::askOpacity() {
-    ask<xcb_get_property_reply_t>(
-        xcb_get_property(server_->get(), 0, id_, server_->atoms().windowOpacity, XCB_ATOM_CARDINAL,
-                         0, 1),
-        [this](const xcb_get_property_reply_t* reply) {
-            const bool isGiven = reply != nullptr && reply->format == 32 &&
-                                 xcb_get_property_value_length(reply) >= 4;
-            setAlpha(isGiven ? *static_cast<const std::uint32_t*>(xcb_get_property_value(reply))
-                             : opaque);
-        });
+    ask<xcb_get_property_reply_t>(xcb_get_property(server_->get(), 0, id_,
+                                                   server_->atoms().windowOpacity,
+                                                   XCB_ATOM_CARDINAL, 0, 1),
+                                  [this](const xcb_get_property_reply_t* reply) {
+                                      setAlpha(firstValue(reply).value_or(opaque));
+                                  });
 }
 
 void CapturedWindow::setAlpha(std::uint32_t alpha) {

@@ -1,5 +1,7 @@
 #include "platform/x11/RootBackground.h"
 
+#include "platform/x11/PropertyValue.h"
+
 #include <utility>
 
 namespace lentora::x11 {
@@ -18,11 +20,7 @@ void RootBackground::ask() {
         xcb_get_property(server_.get(), 0, server_.root(), server_.atoms().rootPixmap,
                          XCB_ATOM_PIXMAP, 0, 1),
         [this](const xcb_get_property_reply_t* reply) {
-            const bool isGiven = reply != nullptr && reply->format == 32 &&
-                                 xcb_get_property_value_length(reply) >= 4;
-            const xcb_pixmap_t pixmap =
-                isGiven ? *static_cast<const xcb_pixmap_t*>(xcb_get_property_value(reply))
-                        : static_cast<xcb_pixmap_t>(XCB_NONE);
+            const xcb_pixmap_t pixmap = firstValue(reply).value_or(XCB_NONE);
             if (pixmap == XCB_NONE)
                 take(XCB_NONE);
             else

@@ -1,5 +1,7 @@
 #include "platform/x11/WindowFilter.h"
 
+#include "platform/x11/PropertyValue.h"
+
 #include <xcb/res.h>
 
 #include <algorithm>
@@ -121,10 +123,8 @@ void WindowFilter::askOwner(xcb_window_t window, int depth, OwnerHandler handler
         xcb_get_property(c, 0, window, server_.atoms().windowPid, XCB_ATOM_CARDINAL, 0, 1),
         [this, c, window, depth,
          handler = std::move(handler)](const xcb_get_property_reply_t* reply) {
-            if (reply != nullptr && reply->format == 32 &&
-                xcb_get_property_value_length(reply) >= 4)
-                return handler(static_cast<int>(
-                    *static_cast<const std::uint32_t*>(xcb_get_property_value(reply))));
+            if (const auto pid = firstValue(reply))
+                return handler(static_cast<int>(*pid));
             if (depth == 0)
                 return handler(std::nullopt);
             messages_.expect<xcb_query_tree_reply_t>(
