@@ -5,6 +5,7 @@
 #include "support/Rect.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace lentora {
@@ -29,5 +30,16 @@ enum class WindowTargetError {
     /// A window was chosen, and the capture service does not offer it.
     protected_,
 };
+
+/// The case's name in logs and traces.
+constexpr std::string_view toString(WindowTargetError error) {
+    switch (error) {
+    case WindowTargetError::noWindow:
+        return "noWindow";
+    case WindowTargetError::protected_:
+        return "protected";
+    }
+    return "?";
+}
 
 } // namespace lentora

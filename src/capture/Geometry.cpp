@@ -11,14 +11,6 @@ namespace {
 
 constexpr double scaleWithoutDisplays = 2.0;
 
-std::string truncated(double value) {
-    // 2^63 is the first double that a 64-bit number cannot hold.
-    constexpr double limit = 9223372036854775808.0;
-    if (!(std::abs(value) < limit))
-        return "?";
-    return std::to_string(static_cast<std::int64_t>(value));
-}
-
 double sharedArea(const Rect& a, const Rect& b) {
     const double area = intersection(a, b).area();
     return std::isfinite(area) ? area : 0;
@@ -65,6 +57,14 @@ Point Geometry::flipped(Point point) const {
 
 Rect Geometry::flipped(const Rect& rect) const {
     return {rect.x, primaryHeight() - rect.y - rect.height, rect.width, rect.height};
+}
+
+std::string truncated(double coordinate) {
+    // 2^63 is the first double that a 64-bit number cannot hold.
+    constexpr double limit = 9223372036854775808.0;
+    if (!(std::abs(coordinate) < limit))
+        return "?";
+    return std::to_string(static_cast<std::int64_t>(coordinate));
 }
 
 std::string rs(const Rect& rect) {

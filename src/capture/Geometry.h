@@ -37,11 +37,16 @@ private:
     const Displays& displays_;
 };
 
-/// "(12,-3 800x600)": parts of a point are cut off. What is not finite or too large for a number
-/// of 64 bits is written as "?". Any thread.
+// For the log. Parts of a point are cut off; what is not finite or too large for a number of 64
+// bits is written as "?". Any thread.
+
+/// "-3"
+std::string truncated(double coordinate);
+
+/// "(12,-3 800x600)"
 std::string rs(const Rect& rect);
 
-/// "(100,20)", likewise.
+/// "(100,20)"
 std::string ps(Point point);
 
 } // namespace lentora

@@ -23,7 +23,8 @@ public:
     virtual std::optional<std::string> bundleIdentifier(int pid) const = 0;
 };
 
-/// What accessibility tells of applications' windows. Any thread.
+/// What accessibility tells of applications' windows. Waits for the application that is asked, so
+/// it is used on background threads only.
 class FocusedWindows {
 public:
     virtual ~FocusedWindows() = default;

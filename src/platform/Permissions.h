@@ -3,7 +3,7 @@
 
 namespace lentora {
 
-/// Asks nobody: only tells how things stand. Any thread.
+/// Asks nobody: only tells how things stand. Main thread.
 class Permissions {
 public:
     virtual ~Permissions() = default;

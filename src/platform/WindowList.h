@@ -37,12 +37,13 @@ struct WindowListEntry {
     std::optional<std::string> ownerName;
 };
 
+/// Waits for the window system, so it is asked on background threads only.
 class WindowList {
 public:
     virtual ~WindowList() = default;
 
     /// The windows that are on the screen now, without the desktop's own, front-most first.
-    /// Nothing when the system does not tell. Any thread.
+    /// Nothing when the system does not tell.
     virtual std::optional<std::vector<WindowListEntry>> onScreenWindows() const = 0;
 };
 

@@ -1,10 +1,12 @@
 #include "replay/Replay.h"
 
+#include "capture/WindowTarget.h"
 #include "input/CGEventTapInputBackend.h"
 #include "input/DelegateRecorder.h"
 #include "replay/Trace.h"
 #include "support/Log.h"
 #include "support/Settings.h"
+#include "support/Task.h"
 
 #include <memory>
 #include <utility>
@@ -12,6 +14,23 @@
 namespace lentora::replay {
 
 namespace {
+
+TraceObject targetLine(double time, const WindowTarget::Result& result) {
+    TraceObject line = traceLine(time, "target");
+    if (const auto* error = std::get_if<WindowTargetError>(&result))
+        return line.add("result", toString(*error));
+    const auto& target = std::get<CaptureTarget>(result);
+    TraceArray exclude;
+    for (const ShareableWindow& window : target.excludeWindows)
+        exclude.add(window.windowID);
+    return line.add("result", "window")
+        .add("id", target.scWindow.windowID)
+        .add("frame", target.cgFrame)
+        .add("title", target.title)
+        .add("app", target.appName)
+        .add("display", target.scDisplay.frame)
+        .add("exclude", exclude);
+}
 
 class BackendReplay {
 public:
@@ -63,12 +82,18 @@ private:
         backend_->setOnHotKeyDown([this] { printHotKey(true); });
         backend_->setOnHotKeyUp([this] { printHotKey(false); });
         backend_->start();
+        windowTarget_ = WindowTarget::create(
+            {desktop_.shareableContent, desktop_.windowList, desktop_.displays, desktop_.pointer,
+             desktop_.applications, desktop_.focusedWindows, desktop_.permissions,
+             desktop_.timeline, desktop_.executor, *log_},
+            IndependentApps());
     }
 
     // The scenario is over: what the program says while it is put away is not part of it.
     void finish() {
         printing_ = false;
         backend_->stop();
+        desktop_.timeline.advanceTo(desktop_.shareableContent.lastAnswerTime());
         desktop_.checkNothingLeft();
         desktop_.timeline.clear();
     }
@@ -130,6 +155,14 @@ private:
         }
     }
 
+    void apply(const Step& /*step*/, const TargetStep& /*action*/) { startDetached(printTarget()); }
+
+    Task<void> printTarget() {
+        const WindowTarget::Result result = co_await windowTarget_->windowUnderCursor();
+        co_await continueOn(desktop_.mainQueue);
+        print(targetLine(desktop_.timeline.now(), result));
+    }
+
     void apply(const Step& /*step*/, const DumpStep& /*action*/) {
         const auto now = backend_->snapshot();
         TraceObject backend;
@@ -163,6 +196,7 @@ private:
     std::optional<Log> log_;
     std::shared_ptr<DelegateRecorder> delegate_;
     std::shared_ptr<CGEventTapInputBackend> backend_;
+    std::shared_ptr<WindowTarget> windowTarget_;
 };
 
 } // namespace

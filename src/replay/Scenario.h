@@ -40,13 +40,13 @@ struct WindowsStep {
     std::vector<sim::Window> windows;
 };
 struct DisplaysStep {
-    std::vector<sim::Display> displays;
+    std::vector<Screen> displays;
 };
 struct FrontmostStep {
     sim::Frontmost frontmost;
 };
 struct PermissionsStep {
-    sim::Permissions permissions;
+    sim::GrantedPermissions permissions;
 };
 struct ActivateStep {
     int pid = 0;
@@ -59,10 +59,12 @@ struct CallStep {
     CallOp op = CallOp::start;
     bool locked = false;
 };
+struct TargetStep {};
 struct DumpStep {};
 
-using Action = std::variant<InputEvent, PointerStep, WindowsStep, DisplaysStep, FrontmostStep,
-                            PermissionsStep, ActivateStep, SettingStep, CallStep, DumpStep>;
+using Action =
+    std::variant<InputEvent, PointerStep, WindowsStep, DisplaysStep, FrontmostStep, PermissionsStep,
+                 ActivateStep, SettingStep, CallStep, TargetStep, DumpStep>;
 
 struct Step {
     /// Seconds of virtual time; never before the step before it.

@@ -167,9 +167,11 @@ Action readCall(const JsonNode& node) {
     return step;
 }
 
-Action readDump(const JsonNode& node) {
+// A step without keys of its own.
+template <typename Plain>
+Action readBare(const JsonNode& node) {
     node.requireObject({"t", "do"});
-    return DumpStep{};
+    return Plain{};
 }
 
 struct StepKind {
@@ -177,7 +179,7 @@ struct StepKind {
     Action (*read)(const JsonNode&);
 };
 
-constexpr std::array<StepKind, 18> stepKinds{{
+constexpr std::array<StepKind, 19> stepKinds{{
     {"flags", readFlags},
     {"key", readKey},
     {"mouse", readMouse},
@@ -195,11 +197,12 @@ constexpr std::array<StepKind, 18> stepKinds{{
     {"activate", readActivate},
     {"setting", readSetting},
     {"call", readCall},
-    {"dump", readDump},
+    {"target", readBare<TargetStep>},
+    {"dump", readBare<DumpStep>},
 }};
 
 // Steps that ask the zoom session for something.
-constexpr std::array<std::string_view, 4> sessionSteps{"frame", "capture", "target", "png"};
+constexpr std::array<std::string_view, 3> sessionSteps{"frame", "capture", "png"};
 
 bool needsSession(const Action& action) {
     const auto* call = std::get_if<CallStep>(&action);
@@ -208,11 +211,11 @@ bool needsSession(const Action& action) {
 
 } // namespace
 
-std::vector<sim::Display> readDisplays(const JsonNode& node) {
-    std::vector<sim::Display> displays;
+std::vector<Screen> readDisplays(const JsonNode& node) {
+    std::vector<Screen> displays;
     for (const JsonNode& element : node.elements()) {
         element.requireObject({"frame", "scale"});
-        sim::Display display;
+        Screen display;
         display.frame = element.at("frame").rect();
         display.scale = element.number("scale", display.scale);
         if (!(display.scale > 0))
@@ -244,9 +247,9 @@ sim::Frontmost readFrontmost(const JsonNode& node) {
     return frontmost;
 }
 
-sim::Permissions readPermissions(const JsonNode& node) {
+sim::GrantedPermissions readPermissions(const JsonNode& node) {
     node.requireObject({"screenRecording", "accessibility", "inputMonitoring"});
-    sim::Permissions permissions;
+    sim::GrantedPermissions permissions;
     permissions.screenRecording = node.boolean("screenRecording", true);
     permissions.accessibility = node.boolean("accessibility", true);
     permissions.inputMonitoring = node.boolean("inputMonitoring", true);

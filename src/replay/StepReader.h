@@ -10,10 +10,10 @@ namespace lentora::replay {
 
 // Each throws FormatError.
 
-std::vector<sim::Display> readDisplays(const JsonNode& node);
+std::vector<Screen> readDisplays(const JsonNode& node);
 std::vector<sim::Window> readWindows(const JsonNode& node);
 sim::Frontmost readFrontmost(const JsonNode& node);
-sim::Permissions readPermissions(const JsonNode& node);
+sim::GrantedPermissions readPermissions(const JsonNode& node);
 
 /// A step of a scenario with the given launch, not before `earliest`.
 Step readStep(const JsonNode& node, Launch launch, double earliest);

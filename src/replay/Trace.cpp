@@ -4,7 +4,6 @@
 
 #include <array>
 #include <charconv>
-#include <type_traits>
 #include <variant>
 
 namespace lentora::replay {
@@ -25,6 +24,21 @@ std::string digits(Number value, auto... format) {
 }
 
 } // namespace
+
+TraceArray& TraceArray::addRaw(std::string_view json) {
+    if (!elements_.empty())
+        elements_ += ",";
+    elements_.append(json);
+    return *this;
+}
+
+TraceArray& TraceArray::add(std::string_view value) {
+    return addRaw(quoted(value));
+}
+
+TraceArray& TraceArray::add(double value) {
+    return addRaw(digits(value));
+}
 
 TraceObject& TraceObject::addRaw(std::string_view key, std::string_view json) {
     if (!members_.empty())
@@ -49,15 +63,24 @@ TraceObject& TraceObject::add(std::string_view key, double value) {
     return addRaw(key, digits(value));
 }
 
+TraceObject& TraceObject::add(std::string_view key, Point value) {
+    return add(key, TraceArray().add(value.x).add(value.y));
+}
+
+TraceObject& TraceObject::add(std::string_view key, Size value) {
+    return add(key, TraceArray().add(value.width).add(value.height));
+}
+
+TraceObject& TraceObject::add(std::string_view key, const Rect& value) {
+    return add(key, TraceArray().add(value.x).add(value.y).add(value.width).add(value.height));
+}
+
+TraceObject& TraceObject::add(std::string_view key, const TraceArray& value) {
+    return addRaw(key, value.text());
+}
+
 TraceObject& TraceObject::addSetting(std::string_view key, const DefaultsValue& value) {
-    return std::visit(
-        [&](const auto& held) -> TraceObject& {
-            if constexpr (std::is_same_v<std::decay_t<decltype(held)>, std::int64_t>)
-                return addRaw(key, digits(held));
-            else
-                return add(key, held);
-        },
-        value);
+    return std::visit([&](const auto& held) -> TraceObject& { return add(key, held); }, value);
 }
 
 TraceObject& TraceObject::add(std::string_view key, const TraceObject& value) {

@@ -3,12 +3,32 @@
 
 #include "input/EventFlags.h"
 #include "platform/Defaults.h"
+#include "support/Rect.h"
 
-#include <ostream>
+#include <concepts>
 #include <string>
 #include <string_view>
 
 namespace lentora::replay {
+
+/// A whole number; a Boolean is none.
+template <typename T>
+concept WholeNumber = std::integral<T> && !std::same_as<T, bool>;
+
+/// One JSON array, built element by element.
+class TraceArray {
+public:
+    TraceArray& add(std::string_view value);
+    TraceArray& add(double value);
+    TraceArray& add(WholeNumber auto value) { return addRaw(std::to_string(value)); }
+
+    std::string text() const { return "[" + elements_ + "]"; }
+
+private:
+    TraceArray& addRaw(std::string_view json);
+
+    std::string elements_;
+};
 
 /// One JSON object, built key by key in the order in which the keys are to stand.
 class TraceObject {
@@ -18,6 +38,14 @@ public:
     TraceObject& add(std::string_view key, bool value);
     /// The shortest text that reads back to the same double.
     TraceObject& add(std::string_view key, double value);
+    TraceObject& add(std::string_view key, WholeNumber auto value) {
+        return addRaw(key, std::to_string(value));
+    }
+    // [x, y], [width, height] and [x, y, width, height].
+    TraceObject& add(std::string_view key, Point value);
+    TraceObject& add(std::string_view key, Size value);
+    TraceObject& add(std::string_view key, const Rect& value);
+    TraceObject& add(std::string_view key, const TraceArray& value);
     TraceObject& addSetting(std::string_view key, const DefaultsValue& value);
     TraceObject& add(std::string_view key, const TraceObject& value);
     /// As a string, in hexadecimal.

@@ -45,7 +45,7 @@ inline Rect intersection(const Rect& a, const Rect& b) {
     const double top = std::max(a.y, b.y);
     const double width = std::min(a.maxX(), b.maxX()) - left;
     const double height = std::min(a.maxY(), b.maxY()) - top;
-    // Written so that a NaN ends up here as well.
+    // Written so that a width that is not a number ends up here as well.
     if (!(width > 0 && height > 0))
         return {};
     return {left, top, width, height};

@@ -78,9 +78,11 @@ TEST(Trace, PrintsTheShortestNumbersAndAlwaysValidText) {
     TraceObject line = traceLine(2, "x");
     line.add("a", 0.1 + 0.2).add("b", 1e-7).add("c", "\"\n\xFF").addSetting("d", std::int64_t{-5});
     line.add("e", TraceObject().add("f", true)).addFlags("g", 0x80020);
-    EXPECT_EQ(line.text(),
-              "{\"t\":2,\"ev\":\"x\",\"a\":0.30000000000000004,\"b\":1e-07,"
-              "\"c\":\"\\\"\\n\uFFFD\",\"d\":-5,\"e\":{\"f\":true},\"g\":\"0x80020\"}");
+    line.add("h", 4294967295U).add("i", Rect{-1, 2.5, 3e6, 0}).add("j", TraceArray());
+    line.add("k", TraceArray().add(7).add("\""));
+    EXPECT_EQ(line.text(), "{\"t\":2,\"ev\":\"x\",\"a\":0.30000000000000004,\"b\":1e-07,"
+                           "\"c\":\"\\\"\\n\uFFFD\",\"d\":-5,\"e\":{\"f\":true},\"g\":\"0x80020\","
+                           "\"h\":4294967295,\"i\":[-1,2.5,3e+06,0],\"j\":[],\"k\":[7,\"\\\"\"]}");
 }
 
 } // namespace

@@ -16,6 +16,8 @@ const char* name(ThreadRole role) {
         return "background";
     case ThreadRole::log:
         return "log";
+    case ThreadRole::service:
+        return "service";
     }
     return "?";
 }

@@ -9,8 +9,9 @@
 namespace lentora::sim {
 
 /// The simulated desktop runs everything on one thread and tells the program's threads apart by
-/// the role in which a piece of work runs.
-enum class ThreadRole { main, tap, background, log };
+/// the role in which a piece of work runs. `service` is a thread of the simulated system's own, on
+/// which it calls back.
+enum class ThreadRole { main, tap, background, log, service };
 
 class ContractChecker {
 public:

@@ -59,6 +59,7 @@ SimDesktop::SimDesktop()
 void SimDesktop::checkNothingLeft() {
     if (eventTap.isRunning())
         contracts.noteViolation("the event tap was left running");
+    shareableContent.checkAllAnswered();
 }
 
 } // namespace lentora::sim

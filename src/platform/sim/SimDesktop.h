@@ -6,71 +6,18 @@
 #include "platform/TextFiles.h"
 #include "platform/UnifiedLog.h"
 #include "platform/sim/ContractChecker.h"
+#include "platform/sim/DesktopState.h"
 #include "platform/sim/SimEventTap.h"
+#include "platform/sim/SimShareableContent.h"
+#include "platform/sim/SimWindows.h"
 #include "platform/sim/Timeline.h"
-#include "support/Rect.h"
 
-#include <cstdint>
 #include <functional>
 #include <map>
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace lentora::sim {
-
-struct Display {
-    /// Cocoa space: origin at the bottom-left corner of the primary display, y up.
-    Rect frame{0, 0, 1920, 1080};
-    double scale = 2;
-};
-
-struct Window {
-    std::uint32_t id = 0;
-    int pid = 0;
-    /// CG space: origin at the top-left corner of the primary display, y down.
-    Rect bounds;
-    int layer = 0;
-    double alpha = 1;
-    std::string owner = "?";
-    std::optional<std::string> bundle;
-    std::optional<std::string> title;
-    std::optional<std::string> app;
-    /// The capture service offers it; the window list has it.
-    bool shareable = true;
-    bool listed = true;
-    /// "#rrggbb": what its pixels show.
-    std::string color = "#808080";
-};
-
-struct Frontmost {
-    int pid = 0;
-    std::optional<std::uint32_t> focused;
-};
-
-/// How long the platform takes to answer, in seconds; `refresh` in Hz. A negative time for
-/// shareable content or for a start means that the request fails after that long.
-struct Timing {
-    double shareableContent = 0.02;
-    double startCapture = 0.03;
-    double stopCapture = 0.005;
-    double firstFrame = 0.016;
-    double frameInterval = 1.0 / 60;
-    double refresh = 60;
-};
-
-/// The state of the desktop; steps of a scenario change it.
-struct DesktopState {
-    /// The first is the primary display.
-    std::vector<Display> displays{Display{}};
-    /// Front-most first.
-    std::vector<Window> windows;
-    std::optional<Frontmost> frontmost;
-    /// Cocoa space.
-    Point pointer{960, 540};
-    Permissions permissions;
-    Timing timing;
-};
 
 class SimDefaults final : public Defaults {
 public:
@@ -126,6 +73,13 @@ public:
     SimDefaults defaults;
     DesktopState state;
     SimEventTap eventTap;
+    SimDisplays displays{state};
+    SimPointer pointer{state};
+    SimWindowList windowList{contracts, state};
+    SimApplications applications{state};
+    SimFocusedWindows focusedWindows{contracts, state};
+    SimPermissions permissions{contracts, state};
+    SimShareableContent shareableContent{contracts, timeline, state};
 
     /// Notes a violation for everything the program left running. For the end of a test, after
     /// the program has been told to stop.

@@ -4,6 +4,7 @@
 
 #include "platform/EventTap.h"
 #include "platform/sim/ContractChecker.h"
+#include "platform/sim/DesktopState.h"
 #include "platform/sim/Timeline.h"
 
 #include <memory>
@@ -11,17 +12,12 @@
 
 namespace lentora::sim {
 
-struct Permissions {
-    bool screenRecording = true;
-    bool accessibility = true;
-    bool inputMonitoring = true;
-};
-
 class SimEventTap final : public EventTap {
 public:
     /// `permissions` is read whenever a tap is started: without Accessibility and Input Monitoring
     /// it cannot be installed.
-    SimEventTap(ContractChecker& contracts, Timeline& timeline, const Permissions& permissions)
+    SimEventTap(ContractChecker& contracts, Timeline& timeline,
+                const GrantedPermissions& permissions)
         : contracts_(contracts), timeline_(timeline), permissions_(permissions) {}
 
     // EventTap. The tap's thread starts when time next runs, at the same virtual time.
@@ -45,7 +41,7 @@ private:
 
     ContractChecker& contracts_;
     Timeline& timeline_;
-    const Permissions& permissions_;
+    const GrantedPermissions& permissions_;
     std::weak_ptr<EventTapClient> client_;
     bool started_ = false;
     bool installed_ = false;

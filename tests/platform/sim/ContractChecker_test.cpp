@@ -48,6 +48,25 @@ TEST_F(ContractTest, NoticesACallOnTheWrongThread) {
                             "thread"));
 }
 
+TEST_F(ContractTest, NoticesQuestionsThatWouldHoldUpTheMainThreadAndTheOtherWayRound) {
+    (void)desktop.windowList.onScreenWindows();
+    (void)desktop.focusedWindows.focusedWindow(1);
+    desktop.executor.post([&] { (void)desktop.permissions.screenRecording(); });
+    desktop.timeline.settle();
+    EXPECT_THAT(desktop.contracts.violations(),
+                ElementsAre(HasSubstr("onScreenWindows called on the main thread"),
+                            HasSubstr("focusedWindow called on the main thread"),
+                            HasSubstr("Permissions called on the background thread")));
+}
+
+TEST_F(ContractTest, NoticesAnUnansweredFetch) {
+    desktop.shareableContent.fetch({}, [](const auto& /*content*/) {});
+    desktop.timeline.advanceTo(desktop.shareableContent.lastAnswerTime());
+    desktop.shareableContent.fetch({}, [](const auto& /*content*/) {});
+    desktop.checkNothingLeft();
+    EXPECT_THAT(desktop.contracts.violations(), ElementsAre(HasSubstr("left unanswered")));
+}
+
 TEST_F(ContractTest, NoticesEventsSwallowedUnforeseen) {
     startTap();
     InputEvent key{.type = EventType::keyDown, .keyCode = 53};
