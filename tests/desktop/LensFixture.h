@@ -6,8 +6,10 @@
 #include "desktop/CaptureFixture.h"
 #include "desktop/Compositor.h"
 #include "desktop/TestLoop.h"
+#include "platform/posix/ThreadQueues.h"
 #include "platform/sim/TextLayout.h"
 #include "platform/x11/X11Panels.h"
+#include "platform/x11/X11Screenshots.h"
 #include "render/MagnifierView.h"
 #include "render/OverlayPanel.h"
 #include "support/Picture.h"
@@ -54,12 +56,25 @@ private:
     const Screen screen_;
 };
 
-/// Whoever asks is never answered.
-class DeafDesktop final : public ShareableContentSource, public Screenshots {
+/// What can be captured: the display, and one window.
+class ListedDesktop final : public ShareableContentSource {
 public:
-    void fetch(Request /*request*/, ShareableContentSource::Answer /*answer*/) override {}
-    void capture(const CaptureFilter& /*filter*/, const CaptureConfiguration& /*configuration*/,
-                 Screenshots::Answer /*answer*/) override {}
+    explicit ListedDesktop(BackgroundExecutor& executor) : executor_(executor) {}
+
+    void list(const Rect& displayFrame, std::uint32_t windowID) {
+        auto content = std::make_shared<ShareableContent>();
+        content->displays.push_back({1, displayFrame});
+        content->windows.emplace_back().windowID = windowID;
+        content_ = std::move(content);
+    }
+
+    void fetch(Request /*request*/, Answer answer) override {
+        executor_.post([content = content_, answer = std::move(answer)] { answer(content); });
+    }
+
+private:
+    BackgroundExecutor& executor_;
+    std::shared_ptr<const ShareableContent> content_;
 };
 
 class LensFixture : public CaptureFixture {
@@ -85,31 +100,39 @@ protected:
         CaptureFixture::TearDown();
     }
 
-    /// A window that shows `picture`.
+    /// A window that shows `picture`. The server paints it itself wherever it gets lost.
     std::unique_ptr<PaintedWindow> showing(const Picture& picture, int x, int y) const {
         const PixelRect frame{x, y, picture.width(), picture.height()};
-        auto made = std::make_unique<PaintedWindow>(
-            *program, PaintedWindow::Look{.frame = frame, .colour = 0x808080});
-        paint(*made, picture, 0, 0);
+        auto made = std::make_unique<PaintedWindow>(*program,
+                                                    PaintedWindow::Look{.frame = frame});
+        xcb_connection_t* c = program->get();
+        const xcb_pixmap_t pixmap = xcb_generate_id(c);
+        xcb_create_pixmap(c, program->rootDepth(), pixmap, made->id(),
+                          static_cast<std::uint16_t>(frame.width),
+                          static_cast<std::uint16_t>(frame.height));
+        put(picture, pixmap);
+        xcb_change_window_attributes(c, made->id(), XCB_CW_BACK_PIXMAP, &pixmap);
+        xcb_clear_area(c, 0, made->id(), 0, 0, 0, 0);
+        xcb_free_pixmap(c, pixmap);
+        program->finish();
         return made;
     }
 
-    void paint(const PaintedWindow& window, const Picture& picture, int x, int y) const {
+    void put(const Picture& picture, xcb_drawable_t drawable) const {
         std::vector<std::uint8_t> bytes;
         for (const Pixel& p : picture.pixels())
             bytes.insert(bytes.end(), {p.blue, p.green, p.red, 0});
         const auto rowBytes = static_cast<std::size_t>(picture.width()) * 4;
         const xcb_gcontext_t gc = xcb_generate_id(program->get());
-        xcb_create_gc(program->get(), gc, window.id(), 0, nullptr);
+        xcb_create_gc(program->get(), gc, drawable, 0, nullptr);
         for (int row = 0; row < picture.height(); ++row) {
-            xcb_put_image(program->get(), XCB_IMAGE_FORMAT_Z_PIXMAP, window.id(), gc,
-                          static_cast<std::uint16_t>(picture.width()), 1,
-                          static_cast<std::int16_t>(x), static_cast<std::int16_t>(y + row), 0,
-                          program->rootDepth(), static_cast<std::uint32_t>(rowBytes),
+            xcb_put_image(program->get(), XCB_IMAGE_FORMAT_Z_PIXMAP, drawable, gc,
+                          static_cast<std::uint16_t>(picture.width()), 1, 0,
+                          static_cast<std::int16_t>(row), 0, program->rootDepth(),
+                          static_cast<std::uint32_t>(rowBytes),
                           bytes.data() + rowBytes * static_cast<std::size_t>(row));
         }
         xcb_free_gc(program->get(), gc);
-        program->finish();
     }
 
     /// Makes the view and its panel over the whole screen, not on it yet.
@@ -122,13 +145,17 @@ protected:
         panels = x11::X11Panels::open({.display = desktop->displayName(),
                                        .layout = [this] { return layout; },
                                        .serverLost = [this] { ++lostServers; }},
-                                      {loop.clock(), loop, loop, blankText}, error);
+                                      {loop.clock(), loop, loop, *textRenderer}, error);
         ASSERT_TRUE(panels) << error;
         const Rect frame = display->screens().front().frame;
+        options.scale = scale;
+        screenshots = std::make_unique<x11::X11Screenshots>(options, executor);
         view = std::make_unique<MagnifierView>(
-            MagnifierView::Services{transactions, loop, *geometry, textMeasurer, deaf, deaf},
+            MagnifierView::Services{transactions, loop, *geometry, *textMeasurer, listed,
+                                    *screenshots},
             Rect{0, 0, frame.width, frame.height});
         panel = OverlayPanel::create(*panels, frame);
+        listed.list(frame, panel->windowNumber());
         panel->setContentView(*view);
         ShareableWindow own;
         own.windowID = panel->windowNumber();
@@ -137,7 +164,6 @@ protected:
 
     /// Opens a lens over this part of the screen, in pixels, with its picture in it.
     void openLens(const PixelRect& part) {
-        options.scale = scale;
         start(part);
         panel->orderFrontRegardless();
         lensOnScreen = part;
@@ -173,9 +199,13 @@ protected:
 
     TestLoop loop;
     LayerTransactions transactions{loop.clock(), loop};
-    BlankText blankText;
-    sim::SimTextMeasurer textMeasurer;
-    DeafDesktop deaf;
+    const BlankText blankText;
+    const sim::SimTextMeasurer blockMeasurer;
+    const TextRenderer* textRenderer = &blankText;
+    const TextMeasurer* textMeasurer = &blockMeasurer;
+    posix::ThreadExecutor executor{1};
+    ListedDesktop listed{executor};
+    std::unique_ptr<x11::X11Screenshots> screenshots;
     double scale = 1;
     x11::ScreenLayout layout;
     int lostServers = 0;
