@@ -23,6 +23,9 @@ std::string printable(std::string_view text);
 /// Latin-1 as UTF-8.
 std::string fromLatin1(std::string_view text);
 
+/// `text` with its control characters written as "\\u000A", so that it stays on its line.
+std::string onOneLine(std::string_view text);
+
 /// `value` with a fixed number of decimals and a decimal point in every locale.
 std::string fixed(double value, int decimals);
 
