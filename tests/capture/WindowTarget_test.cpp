@@ -1,11 +1,15 @@
 // When snapshots are fetched and how long they are used, on the simulated desktop.
 #include "capture/WindowTarget.h"
+#include "platform/posix/ThreadQueues.h"
 #include "platform/sim/SimDesktop.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
+#include <atomic>
+#include <future>
+#include <thread>
 
 namespace lentora {
 namespace {
@@ -205,6 +209,83 @@ TEST_F(WindowTargetTest, EndsItsWorkAfterItWasLetGo) {
     startDetached(std::move(begunLater));
     at(0.1);
     EXPECT_THAT(results, ElementsAre("id 1", "id 1"));
+}
+
+// For the thread sanitizer: the real executor, and snapshots that grow old while others are used.
+class PassingTime final : public MediaClock {
+public:
+    double now() const override { return 0.1 * ++readings_; }
+
+private:
+    mutable std::atomic<int> readings_ = 0;
+};
+
+class AnsweringElsewhere final : public ShareableContentSource {
+public:
+    void fetch(Request /*request*/, Answer answer) override {
+        service_.post([answer = std::move(answer)] {
+            auto content = std::make_shared<ShareableContent>();
+            content->windows.emplace_back().windowID = 1;
+            content->displays.emplace_back();
+            answer(std::move(content));
+        });
+    }
+
+private:
+    posix::ThreadExecutor service_{2};
+};
+
+class AllGranted final : public Permissions {
+public:
+    bool screenRecording() const override { return true; }
+    bool accessibility() const override { return true; }
+    bool inputMonitoring() const override { return true; }
+};
+
+class OneWindow final : public WindowList {
+public:
+    std::optional<std::vector<WindowListEntry>> onScreenWindows() const override {
+        return {{{1, 10, 0, Rect{0, 0, 1920, 1080}, 1, "Owner"}}};
+    }
+};
+
+TEST(WindowTargetThreads, FindWindowsWhileOthersPrewarm) {
+    constexpr int count = 100;
+    // What the threads use outlives them.
+    std::promise<void> done;
+    std::atomic<int> ended = 0;
+    std::atomic<int> found = 0;
+    sim::SimDesktop desktop;
+    sim::SimTextFiles files;
+    posix::ThreadSerialQueue logQueue("test.log");
+    const PassingTime time;
+    const AllGranted permissions;
+    const OneWindow windowList;
+    Log log{{files, logQueue, desktop.unifiedLog, desktop.timeline, desktop.mainQueue}, "/logs"};
+    posix::ThreadExecutor executor(4);
+    AnsweringElsewhere shareableContent;
+    auto target = WindowTarget::create({shareableContent, windowList, desktop.displays,
+                                        desktop.pointer, desktop.applications,
+                                        desktop.focusedWindows, permissions, time, executor, log},
+                                       IndependentApps());
+
+    const auto find = [&]() -> Task<void> {
+        const WindowTarget::Result result = co_await target->windowUnderCursor();
+        found += std::holds_alternative<CaptureTarget>(result) ? 1 : 0;
+        if (++ended == count)
+            done.set_value();
+    };
+    for (int i = 0; i < count; ++i) {
+        target->prewarm();
+        startDetached(find());
+    }
+    done.get_future().wait();
+    EXPECT_EQ(found, count);
+    // A prefetch may still be under way, and uses the services.
+    const std::weak_ptr<WindowTarget> inUse = target;
+    target.reset();
+    while (!inUse.expired())
+        std::this_thread::yield();
 }
 
 } // namespace
