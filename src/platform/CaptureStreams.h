@@ -27,6 +27,9 @@ public:
 
 enum class PixelFormat { bgra8 };
 
+/// How many pixels the picture is made from: as few as the display's points, or all there are.
+enum class CaptureResolution { automatic = 0, best = 1, nominal = 2 };
+
 struct CaptureConfiguration {
     /// The size of every frame, in pixels.
     int width = 2;
@@ -41,6 +44,7 @@ struct CaptureConfiguration {
     int queueDepth = 6;
     /// Seconds that lie between two frames at least.
     double minimumFrameInterval = 1.0 / 60;
+    CaptureResolution captureResolution = CaptureResolution::best;
 };
 
 /// Which of a display's windows are in the picture.
@@ -94,7 +98,8 @@ public:
     /// without it.
     virtual void start(Done done) = 0;
 
-    /// Any thread; after a start. No sample comes after `done` was called.
+    /// Any thread; once, after a start that went well. Samples may come until `done` is called,
+    /// but not after. A stream that cannot be stopped properly is over all the same.
     virtual void stop(Done done) = 0;
 };
 

@@ -44,6 +44,9 @@ public:
                       .add("category", record.category)
                       .add("message", record.message));
         };
+        desktop_.captureStreams.onRunningChanged = [this](const auto& change) {
+            print(streamLine(desktop_.timeline.now(), change));
+        };
         log_.emplace(Log::Services{options.files, desktop_.logQueue, desktop_.unifiedLog,
                                    desktop_.timeline, desktop_.mainQueue},
                      options.home + "/Library/Logs/Lentora");
@@ -153,6 +156,13 @@ private:
             // The reader lets these through only where there is a session.
             return;
         }
+    }
+
+    void apply(const Step& /*step*/, const FrameStep& action) {
+        desktop_.captureStreams.deliverSample(action.status, action.surface);
+    }
+    void apply(const Step& /*step*/, const CaptureStep& action) {
+        desktop_.captureStreams.deliversFrames = action.frames;
     }
 
     void apply(const Step& /*step*/, const TargetStep& /*action*/) { startDetached(printTarget()); }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "input/InputBackend.h"
+#include "platform/CaptureStreams.h"
 #include "platform/Defaults.h"
 #include "platform/EventTap.h"
 #include "platform/sim/SimDesktop.h"
@@ -59,12 +60,19 @@ struct CallStep {
     CallOp op = CallOp::start;
     bool locked = false;
 };
+struct FrameStep {
+    SampleStatus status = SampleStatus::complete;
+    bool surface = true;
+};
+struct CaptureStep {
+    bool frames = true;
+};
 struct TargetStep {};
 struct DumpStep {};
 
 using Action =
     std::variant<InputEvent, PointerStep, WindowsStep, DisplaysStep, FrontmostStep, PermissionsStep,
-                 ActivateStep, SettingStep, CallStep, TargetStep, DumpStep>;
+                 ActivateStep, SettingStep, CallStep, FrameStep, CaptureStep, TargetStep, DumpStep>;
 
 struct Step {
     /// Seconds of virtual time; never before the step before it.

@@ -167,6 +167,20 @@ Action readCall(const JsonNode& node) {
     return step;
 }
 
+Action readFrame(const JsonNode& node) {
+    node.requireObject({"t", "do", "status", "surface"});
+    FrameStep step;
+    // The statuses with which a running stream delivers; they are numbered as the service does.
+    step.status = static_cast<SampleStatus>(node.integer("status", 0, 0, 3));
+    step.surface = node.boolean("surface", true);
+    return step;
+}
+
+Action readCapture(const JsonNode& node) {
+    node.requireObject({"t", "do", "frames"});
+    return CaptureStep{node.at("frames").boolean()};
+}
+
 // A step without keys of its own.
 template <typename Plain>
 Action readBare(const JsonNode& node) {
@@ -179,7 +193,7 @@ struct StepKind {
     Action (*read)(const JsonNode&);
 };
 
-constexpr std::array<StepKind, 19> stepKinds{{
+constexpr std::array<StepKind, 21> stepKinds{{
     {"flags", readFlags},
     {"key", readKey},
     {"mouse", readMouse},
@@ -197,12 +211,14 @@ constexpr std::array<StepKind, 19> stepKinds{{
     {"activate", readActivate},
     {"setting", readSetting},
     {"call", readCall},
+    {"frame", readFrame},
+    {"capture", readCapture},
     {"target", readBare<TargetStep>},
     {"dump", readBare<DumpStep>},
 }};
 
 // Steps that ask the zoom session for something.
-constexpr std::array<std::string_view, 3> sessionSteps{"frame", "capture", "png"};
+constexpr std::array<std::string_view, 1> sessionSteps{"png"};
 
 bool needsSession(const Action& action) {
     const auto* call = std::get_if<CallStep>(&action);

@@ -97,4 +97,22 @@ TraceObject traceLine(double time, std::string_view event) {
     return line;
 }
 
+TraceObject streamLine(double time, const sim::SimCaptureStreams::Change& change) {
+    TraceArray excluded;
+    for (const ShareableWindow& window : change.filter.excludedWindows)
+        excluded.add(window.windowID);
+    TraceObject line = traceLine(time, "stream");
+    line.add("running", change.running).add("windows", excluded);
+    if (const auto& included = change.filter.includingApplications) {
+        TraceArray applications;
+        for (const ShareableApplication& application : *included)
+            applications.add(application.pid);
+        line.add("applications", applications);
+    }
+    return line.add("source", change.configuration.sourceRect)
+        .add("pixels", Size{static_cast<double>(change.configuration.width),
+                            static_cast<double>(change.configuration.height)})
+        .add("interval", change.configuration.minimumFrameInterval);
+}
+
 } // namespace lentora::replay

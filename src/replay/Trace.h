@@ -3,6 +3,7 @@
 
 #include "input/EventFlags.h"
 #include "platform/Defaults.h"
+#include "platform/sim/SimCaptureStreams.h"
 #include "support/Rect.h"
 
 #include <concepts>
@@ -61,5 +62,8 @@ private:
 
 /// A line's first keys.
 TraceObject traceLine(double time, std::string_view event);
+
+/// The line for a capture stream that began to run, or has stopped.
+TraceObject streamLine(double time, const sim::SimCaptureStreams::Change& change);
 
 } // namespace lentora::replay

@@ -85,5 +85,23 @@ TEST(Trace, PrintsTheShortestNumbersAndAlwaysValidText) {
                            "\"h\":4294967295,\"i\":[-1,2.5,3e+06,0],\"j\":[],\"k\":[7,\"\\\"\"]}");
 }
 
+TEST(Trace, ShowsWhatAStreamCapturesAndLeavesOut) {
+    CaptureFilter filter;
+    for (const std::uint32_t id : {9U, 4U})
+        filter.excludedWindows.emplace_back().windowID = id;
+    CaptureConfiguration configuration;
+    configuration.width = 800;
+    configuration.height = 600;
+    configuration.sourceRect = {10, 20.5, 400, 300};
+    configuration.minimumFrameInterval = 0.03125;
+    const std::string rest = R"("source":[10,20.5,400,300],"pixels":[800,600],"interval":0.03125})";
+    EXPECT_EQ(streamLine(1.5, {true, filter, configuration}).text(),
+              R"({"t":1.5,"ev":"stream","running":true,"windows":[9,4],)" + rest);
+    filter.includingApplications = {{3, "a"}, {5, "b"}};
+    EXPECT_EQ(streamLine(2, {false, filter, configuration}).text(),
+              R"({"t":2,"ev":"stream","running":false,"windows":[9,4],"applications":[3,5],)" +
+                  rest);
+}
+
 } // namespace
 } // namespace lentora::replay

@@ -45,7 +45,9 @@ TEST(ScenarioReader, ReadsEveryPart) {
         "timing": {"shareableContent": -0.5, "refresh": 120},
         "steps": [{"t": 0.5, "do": "flags", "flags": "0x80020"},
                   {"t": 0.5, "do": "magnify", "delta": -0.1, "phase": "ended", "flags": 32},
-                  {"t": 1, "do": "key", "code": 53, "down": false, "chars": "\u001b"}]})");
+                  {"t": 1, "do": "key", "code": 53, "down": false, "chars": "\u001b"},
+                  {"t": 1, "do": "frame", "status": 3, "surface": false},
+                  {"t": 1, "do": "frame"}, {"t": 1, "do": "capture", "frames": false}]})");
     ASSERT_TRUE(std::holds_alternative<Scenario>(result))
         << std::get<ScenarioError>(result).message;
     const auto& scenario = std::get<Scenario>(result);
@@ -58,6 +60,11 @@ TEST(ScenarioReader, ReadsEveryPart) {
     EXPECT_EQ(std::get<InputEvent>(scenario.steps[0].action).flags, 0x80020U);
     EXPECT_EQ(std::get<InputEvent>(scenario.steps[1].action).phase, GesturePhase::ended);
     EXPECT_EQ(std::get<InputEvent>(scenario.steps[2].action).type, EventType::keyUp);
+    EXPECT_EQ(std::get<FrameStep>(scenario.steps[3].action).status, SampleStatus::suspended);
+    EXPECT_FALSE(std::get<FrameStep>(scenario.steps[3].action).surface);
+    EXPECT_EQ(std::get<FrameStep>(scenario.steps[4].action).status, SampleStatus::complete);
+    EXPECT_TRUE(std::get<FrameStep>(scenario.steps[4].action).surface);
+    EXPECT_FALSE(std::get<CaptureStep>(scenario.steps[5].action).frames);
 }
 
 struct BadScenario {
@@ -126,6 +133,9 @@ INSTANTIATE_TEST_SUITE_P(
                     "/steps/0/code: must be from 0 to 65535"},
         BadScenario{stepsWith(R"({"t": 1, "do": "mouse", "type": "up"})"),
                     "/steps/0/type: unknown"},
+        BadScenario{stepsWith(R"({"t": 1, "do": "frame", "status": 4})"),
+                    "/steps/0/status: must be from 0 to 3"},
+        BadScenario{stepsWith(R"({"t": 1, "do": "capture"})"), "/steps/0/frames: is missing"},
         BadScenario{stepsWith(R"({"t": 1, "do": "call", "op": "start", "locked": true})"),
                     "/steps/0/locked: only goes with"},
         BadScenario{stepsWith(R"({"t": 1, "do": "call", "op": "quit"})"),

@@ -51,7 +51,8 @@ void ThreadSerialQueue::runAndWait(Work work) {
 void ThreadSerialQueue::run() {
     while (!ending_) {
         signal_.wait(0);
-        signal_.store(0);
+        // Takes part in the order of the posters' stores, so that none of them is lost.
+        signal_.exchange(0);
         while (Node* newest = head_.exchange(nullptr, std::memory_order_acquire))
             runNewestLast(newest);
     }

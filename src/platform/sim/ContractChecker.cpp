@@ -18,6 +18,8 @@ const char* name(ThreadRole role) {
         return "log";
     case ThreadRole::service:
         return "service";
+    case ThreadRole::samples:
+        return "samples";
     }
     return "?";
 }

@@ -10,8 +10,8 @@ namespace lentora::sim {
 
 /// The simulated desktop runs everything on one thread and tells the program's threads apart by
 /// the role in which a piece of work runs. `service` is a thread of the simulated system's own, on
-/// which it calls back.
-enum class ThreadRole { main, tap, background, log, service };
+/// which it calls back; `samples` is the queue on which a capture stream's frames come.
+enum class ThreadRole { main, tap, background, log, service, samples };
 
 class ContractChecker {
 public:

@@ -60,6 +60,7 @@ void SimDesktop::checkNothingLeft() {
     if (eventTap.isRunning())
         contracts.noteViolation("the event tap was left running");
     shareableContent.checkAllAnswered();
+    captureStreams.checkNothingLeft();
 }
 
 } // namespace lentora::sim

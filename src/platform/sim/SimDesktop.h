@@ -7,6 +7,7 @@
 #include "platform/UnifiedLog.h"
 #include "platform/sim/ContractChecker.h"
 #include "platform/sim/DesktopState.h"
+#include "platform/sim/SimCaptureStreams.h"
 #include "platform/sim/SimEventTap.h"
 #include "platform/sim/SimShareableContent.h"
 #include "platform/sim/SimWindows.h"
@@ -80,6 +81,7 @@ public:
     SimFocusedWindows focusedWindows{contracts, state};
     SimPermissions permissions{contracts, state};
     SimShareableContent shareableContent{contracts, timeline, state};
+    SimCaptureStreams captureStreams{contracts, timeline, state};
 
     /// Notes a violation for everything the program left running. For the end of a test, after
     /// the program has been told to stop.
