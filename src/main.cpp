@@ -4,6 +4,7 @@
 #include "platform/posix/PosixTextFiles.h"
 #include "replay/ReplayCommand.h"
 #include "watch/WatchCommand.h"
+#include "windows/WindowsCommand.h"
 
 #include <CLI/CLI.hpp>
 
@@ -48,6 +49,12 @@ void addWatch(CLI::App& app, WatchNames& names) {
         ->check(CLI::IsMember({"auto", "on", "off"}));
 }
 
+void addWindows(CLI::App& app, windows::WindowsArguments& arguments) {
+    CLI::App* command = app.add_subcommand(
+        "windows", "List the windows on the screen, and say which one a lens would show");
+    command->add_flag("--json", arguments.json, "For programs");
+}
+
 int runWatch(const WatchNames& names, int& argc, char** argv) {
     watch::WatchArguments arguments;
     arguments.gate = gateModifierFromRawValue(names.gate).value_or(arguments.gate);
@@ -66,6 +73,8 @@ int main(int argc, char** argv) {
     addReplay(app, replayArguments);
     WatchNames watchNames;
     addWatch(app, watchNames);
+    windows::WindowsArguments windowsArguments;
+    addWindows(app, windowsArguments);
 
     const auto usage = [&](const std::string& what) {
         const auto commands = app.get_subcommands();
@@ -87,5 +96,7 @@ int main(int argc, char** argv) {
     }
     if (app.got_subcommand("watch"))
         return runWatch(watchNames, argc, argv);
+    if (app.got_subcommand("windows"))
+        return windows::runWindowsCommand(windowsArguments);
     return usage("say what to do");
 }

@@ -54,6 +54,32 @@ bool isSpace(char32_t c) {
            c == 0x205F || c == 0x3000;
 }
 
+constexpr char32_t replacement = 0xFFFD;
+
+// What decodes well is no character yet: it may be a half of a pair, written longer than it has to
+// be, or too large.
+bool isCharacter(const CodePoint& point) {
+    constexpr std::array<char32_t, 5> smallestOfLength{0, 0, 0x80, 0x800, 0x10000};
+    return point.value >= smallestOfLength[point.length] && point.value <= 0x10FFFF &&
+           (point.value < 0xD800 || point.value > 0xDFFF);
+}
+
+// The text is the beginning of a character that would go on.
+bool isCutOff(std::string_view text) {
+    const auto lead = static_cast<unsigned char>(text[0]);
+    const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+    return lead >= 0xC2 && lead <= 0xF4 && text.size() < length &&
+           std::ranges::all_of(text.substr(1), [](char byte) {
+               return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+           });
+}
+
+bool isControl(char32_t c) {
+    const bool turnsDirection = c == 0x061C || c == 0x200E || c == 0x200F ||
+                                (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
+    return c < 0x20 || (c >= 0x7F && c < 0xA0) || turnsDirection;
+}
+
 // Ranges of lower-case letters whose capitals lie at a fixed distance below; with a step of 2,
 // capitals and small letters alternate.
 struct CaseRange {
@@ -143,25 +169,50 @@ std::string upperCased(std::string_view text) {
     return out;
 }
 
-std::string onOneLine(std::string_view text) {
-    constexpr std::string_view digits = "0123456789ABCDEF";
+std::string printable(std::string_view text) {
     std::string out;
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte >= 0x20 && byte != 0x7F)
-            out += c;
-        else
-            (out += "\\u00") += {digits[byte >> 4], digits[byte & 0xF]};
-    }
-    return out;
-}
+    out.reserve(text.size());
+    while (!text.empty()) {
+        const CodePoint point = decode(text);
+        const bool real = point.valid && isCharacter(point);
+        if (!real && isCutOff(text))
+            break;
+        if (!real)
+            encode(replacement, out);
+        else if (isSpace(point.value))
+            out += ' ';
+        else if (!isControl(point.value))
+            out.append(text.substr(0, point.length));
+        // Of what is no character, the bytes that only continue it tell nothing more.
+        text.remove_prefix(real ? point.length : 1);
 
-std::string fixed(double value, int decimals) {
-    // Room for the largest double, written out.
-    std::array<char, 400> buffer{};
-    const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value,
-                                      std::chars_format::fixed, decimals);
-    return {buffer.data(), result.ptr};
-}
+        std::string onOneLine(std::string_view text) {
+            constexpr std::string_view digits = "0123456789ABCDEF";
+            std::string out;
+            for (const char c : text) {
+                const auto byte = static_cast<unsigned char>(c);
+                if (byte >= 0x20 && byte != 0x7F)
+                    out += c;
+                else
+                    (out += "\\u00") += {digits[byte >> 4], digits[byte & 0xF]};
+            }
+            return out;
+        }
 
-} // namespace lentora::text
+        std::string fromLatin1(std::string_view text) {
+            std::string out;
+            out.reserve(text.size());
+            for (const char byte : text)
+                encode(static_cast<unsigned char>(byte), out);
+            return out;
+        }
+
+        std::string fixed(double value, int decimals) {
+            // Room for the largest double, written out.
+            std::array<char, 400> buffer{};
+            const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value,
+                                              std::chars_format::fixed, decimals);
+            return {buffer.data(), result.ptr};
+        }
+
+    } // namespace lentora::text

@@ -3,8 +3,10 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <string_view>
 
 namespace lentora::posix {
 
@@ -24,6 +26,23 @@ std::string logFolder(const std::string& home) {
     if (const char* state = std::getenv("XDG_STATE_HOME"); state != nullptr && state[0] == '/')
         return std::string(state) + "/Lentora";
     return home + "/Library/Logs/Lentora";
+}
+
+std::vector<std::string> applicationFolders(const std::string& home) {
+    const char* data = std::getenv("XDG_DATA_HOME");
+    std::vector<std::string> folders{
+        (data != nullptr && data[0] == '/' ? std::string(data) : home + "/.local/share") +
+        "/applications"};
+    const char* others = std::getenv("XDG_DATA_DIRS");
+    std::string_view rest = others != nullptr && others[0] != '\0' ? std::string_view(others)
+                                                                   : "/usr/local/share:/usr/share";
+    while (!rest.empty()) {
+        const std::size_t end = std::min(rest.find(':'), rest.size());
+        if (rest.front() == '/')
+            folders.push_back(std::string(rest.substr(0, end)) + "/applications");
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+    return folders;
 }
 
 } // namespace lentora::posix

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace lentora::posix {
 
@@ -11,5 +12,9 @@ std::string homeFolder();
 /// The folder of the log files: $XDG_STATE_HOME/Lentora where that variable holds an absolute
 /// path, else Library/Logs/Lentora under `home`.
 std::string logFolder(const std::string& home);
+
+/// The folders in which desktop files of applications are, the most important one first, by
+/// $XDG_DATA_HOME and $XDG_DATA_DIRS.
+std::vector<std::string> applicationFolders(const std::string& home);
 
 } // namespace lentora::posix

@@ -1,0 +1,49 @@
+#include "platform/x11/ScreenLayout.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace lentora::x11 {
+
+namespace {
+
+constexpr double dpiOfScaleOne = 96;
+constexpr double largestScale = 8;
+
+} // namespace
+
+double scaleOf(std::optional<double> dotsPerInch) {
+    const double quarters = std::round(dotsPerInch.value_or(dpiOfScaleOne) / dpiOfScaleOne * 4);
+    return std::clamp(quarters / 4, 1.0, largestScale);
+}
+
+ScreenLayout screenLayout(std::vector<Monitor> monitors, double scale) {
+    std::erase_if(monitors, [](const Monitor& monitor) { return monitor.rect.isEmpty(); });
+    std::ranges::stable_partition(monitors, &Monitor::primary);
+    ScreenLayout layout{.monitors = std::move(monitors), .space = {.scale = scale}};
+    if (!layout.monitors.empty()) {
+        layout.space.originX = layout.monitors.front().rect.x;
+        layout.space.originY = layout.monitors.front().rect.y;
+    }
+    return layout;
+}
+
+std::vector<Screen> screensOf(const ScreenLayout& layout) {
+    std::vector<Screen> screens;
+    for (const Monitor& monitor : layout.monitors) {
+        Rect frame = layout.space.toPoints(monitor.rect);
+        const double primaryHeight = screens.empty() ? frame.height : screens.front().frame.height;
+        frame.y = primaryHeight - frame.y - frame.height;
+        screens.push_back({.frame = frame, .scale = layout.space.scale});
+    }
+    return screens;
+}
+
+std::vector<ShareableDisplay> shareableDisplaysOf(const ScreenLayout& layout) {
+    std::vector<ShareableDisplay> displays;
+    for (const Monitor& monitor : layout.monitors)
+        displays.push_back({.displayID = monitor.id, .frame = layout.space.toPoints(monitor.rect)});
+    return displays;
+}
+
+} // namespace lentora::x11

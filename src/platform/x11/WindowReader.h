@@ -1,0 +1,61 @@
+// Reads what a WindowTracker does not know yet from the server.
+//
+// The questions of one stage are all sent before the first answer is waited for, so a stage costs
+// one round trip, however many windows it is about. Any window may be gone by then: its answers
+// are errors, which mean nothing else. Nothing is asked about windows that are not mapped.
+#pragma once
+
+#include "platform/x11/Atoms.h"
+#include "platform/x11/WindowTracker.h"
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace lentora::x11 {
+
+/// The thread of the connection.
+class WindowReader {
+public:
+    /// Waits for the server twice.
+    WindowReader(const Connection& connection, const Atoms& atoms);
+
+    /// Reads everything that is stale.
+    void read(WindowTracker& tracker);
+
+    /// How often it has waited for the server.
+    int roundTrips() const { return roundTrips_; }
+
+private:
+    struct Key {
+        WindowId id;
+        std::uint64_t generation;
+    };
+
+    struct PropertyQuestion {
+        Key key;
+        Aspects aspect;
+        xcb_get_property_cookie_t cookie;
+    };
+
+    void readAttributes(WindowTracker& tracker);
+    void checkTree(WindowTracker& tracker, const std::vector<Key>& keys);
+    void findClients(WindowTracker& tracker);
+    void searchFrames(WindowTracker& tracker, const std::vector<Key>& frames);
+    std::vector<bool> areClients(const WindowTracker& tracker,
+                                 const std::vector<WindowId>& windows);
+    void readClients(WindowTracker& tracker);
+    void readProperties(WindowTracker& tracker, const std::vector<const TrackedWindow*>& windows);
+    void readPlainTitles(WindowTracker& tracker, const std::vector<Key>& keys);
+    void readGeometries(WindowTracker& tracker, const std::vector<const TrackedWindow*>& windows);
+    void readOwners(WindowTracker& tracker, const std::vector<const TrackedWindow*>& windows);
+
+    const Connection& connection_;
+    const Atoms& atoms_;
+    bool hasShapes_ = false;
+    /// The server knows the processes of its clients.
+    bool knowsProcesses_ = false;
+    int roundTrips_ = 0;
+};
+
+} // namespace lentora::x11
