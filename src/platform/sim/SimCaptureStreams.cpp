@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <optional>
+#include <ranges>
 #include <utility>
 
 namespace lentora::sim {
@@ -28,9 +29,9 @@ bool isLeftOut(const Window& window, const CaptureFilter& filter) {
 class SimCaptureStream final : public CaptureStream,
                                public std::enable_shared_from_this<SimCaptureStream> {
 public:
-    SimCaptureStream(SimCaptureStreams& service, const CaptureFilter& filter,
+    SimCaptureStream(SimCaptureStreams& service, CaptureFilter filter,
                      const CaptureConfiguration& configuration, std::weak_ptr<CaptureOutput> output)
-        : service_(service), contracts_(service.contracts_), filter_(filter),
+        : service_(service), contracts_(service.contracts_), filter_(std::move(filter)),
           configuration_(configuration), output_(std::move(output)) {}
 
     ~SimCaptureStream() override {
@@ -170,11 +171,10 @@ std::shared_ptr<const Surface> SimCaptureStream::drawn() const {
     source.x += filter_.display.frame.x;
     source.y += filter_.display.frame.y;
     std::vector<SimSurface::Patch> patches;
-    const auto& windows = service_.state_.windows;
-    for (auto window = windows.rbegin(); window != windows.rend(); ++window) {
-        if (intersects(window->bounds, source) && !isLeftOut(*window, filter_))
-            patches.push_back({window->bounds, Color::fromText(window->color),
-                               std::clamp(window->alpha, 0.0, 1.0)});
+    for (const Window& window : std::views::reverse(service_.state_.windows)) {
+        if (intersects(window.bounds, source) && !isLeftOut(window, filter_))
+            patches.push_back(
+                {window.bounds, Color::fromText(window.color), std::clamp(window.alpha, 0.0, 1.0)});
     }
     return std::make_shared<SimSurface>(configuration_.width, configuration_.height, source,
                                         std::move(patches));
