@@ -49,6 +49,11 @@ void CGEventTapInputBackend::setDelegate(std::weak_ptr<InputBackendDelegate> del
     delegate_ = std::move(delegate);
 }
 
+std::shared_ptr<InputBackendDelegate> CGEventTapInputBackend::delegate() const {
+    const std::lock_guard lock(mutex_);
+    return delegate_.lock();
+}
+
 void CGEventTapInputBackend::setGate(GateModifier gate) {
     {
         const std::lock_guard lock(mutex_);

@@ -75,6 +75,7 @@ public:
 
     // InputBackend: main thread.
     void setDelegate(std::weak_ptr<InputBackendDelegate> delegate) override;
+    std::shared_ptr<InputBackendDelegate> delegate() const override;
     std::string label() const override;
     bool gateActive() const override;
     bool engaged() const override;

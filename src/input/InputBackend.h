@@ -64,6 +64,7 @@ public:
     /// The backend does not keep its delegate alive. An operation decided while there is no
     /// delegate is dropped.
     virtual void setDelegate(std::weak_ptr<InputBackendDelegate> delegate) = 0;
+    virtual std::shared_ptr<InputBackendDelegate> delegate() const = 0;
 
     /// A description for the log.
     virtual std::string label() const = 0;

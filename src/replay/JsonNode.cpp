@@ -59,7 +59,12 @@ bool JsonNode::boolean() const {
 double JsonNode::number() const {
     if (!value_->is_number())
         fail("must be a number");
-    return value_->get<double>();
+    // Far beyond any desktop, and far from where sums stop being numbers.
+    constexpr double limit = 1e9;
+    const double value = value_->get<double>();
+    if (!(std::abs(value) <= limit))
+        fail("must be from -1e9 to 1e9");
+    return value;
 }
 
 double JsonNode::number(double min, const char* what) const {

@@ -1,6 +1,7 @@
 #include "replay/ReplayCommand.h"
 
 #include "replay/Replay.h"
+#include "support/Text.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -63,14 +64,16 @@ std::variant<std::string, ScenarioError> readAll(const std::string& path) {
 
 int runReplayCommand(const ReplayArguments& arguments, TextFiles& files) {
     const auto fail = [&](const ScenarioError& error) {
-        std::cerr << "lentora: replay: " << arguments.scenario << ": " << error.pointer << ": "
-                  << error.message << '\n';
+        std::cerr << "lentora: replay: "
+                  << text::onOneLine(arguments.scenario + ": " + error.pointer + ": " +
+                                     error.message)
+                  << '\n';
         return exitBadScenario;
     };
-    const auto text = readAll(arguments.scenario);
-    if (const auto* error = std::get_if<ScenarioError>(&text))
+    const auto content = readAll(arguments.scenario);
+    if (const auto* error = std::get_if<ScenarioError>(&content))
         return fail(*error);
-    const auto scenario = readScenario(std::get<std::string>(text));
+    const auto scenario = readScenario(std::get<std::string>(content));
     if (const auto* error = std::get_if<ScenarioError>(&scenario))
         return fail(*error);
 
@@ -89,7 +92,11 @@ int runReplayCommand(const ReplayArguments& arguments, TextFiles& files) {
     for (const std::string& violation : violations)
         std::cerr << "lentora: replay: " << arguments.scenario << ": contract broken: " << violation
                   << '\n';
-    return std::cout.good() && violations.empty() ? EXIT_SUCCESS : exitTrouble;
+    if (!std::cout) {
+        std::cerr << "lentora: replay: the trace cannot be written\n";
+        return exitTrouble;
+    }
+    return violations.empty() ? EXIT_SUCCESS : exitTrouble;
 }
 
 } // namespace lentora::replay

@@ -31,15 +31,18 @@ private:
     std::vector<std::set<std::string>> keys_;
 };
 
+// The library's texts begin with their own error number in brackets.
+std::string notJson(const Json::exception& error) {
+    const std::string what = error.what();
+    const auto bracket = what.find("] ");
+    return "not JSON: " + (bracket == std::string::npos ? what : what.substr(bracket + 2));
+}
+
 Json parsed(std::string_view text) {
     try {
         return Json::parse(text, DuplicateKeyCheck());
     } catch (const Json::parse_error& error) {
-        // The library's text begins with its own error number in brackets.
-        const std::string what = error.what();
-        const auto bracket = what.find("] ");
-        throw FormatError("", "not JSON: " +
-                                  (bracket == std::string::npos ? what : what.substr(bracket + 2)));
+        throw FormatError("", notJson(error));
     }
 }
 
@@ -140,7 +143,7 @@ std::variant<Scenario, ScenarioError> readScenario(std::string_view text) {
     } catch (const FormatError& error) {
         return ScenarioError{error.pointer, error.what()};
     } catch (const Json::exception& error) {
-        return ScenarioError{"/", std::string("not JSON: ") + error.what()};
+        return ScenarioError{"/", notJson(error)};
     }
 }
 

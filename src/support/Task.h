@@ -1,5 +1,6 @@
 // Asynchronous steps as coroutines. A step that waits for the platform suspends, and goes on as
 // work posted to a queue, so the code between two suspensions always runs on the queue's thread.
+// A step whose answer never comes is taken apart, locals and all, on that thread as well.
 #pragma once
 
 #include <coroutine>
@@ -117,6 +118,36 @@ inline Detached runToItsEnd(Task<void> task) {
     co_await std::move(task);
 }
 
+/// What a callback leads to, shared by its copies.
+template <typename Queue, typename T>
+class PendingAnswer {
+public:
+    PendingAnswer(Queue& queue, std::optional<T>* slot, std::shared_ptr<Resumption> resumption)
+        : queue_(queue), slot_(slot), resumption_(std::move(resumption)) {}
+    ~PendingAnswer() {
+        if (resumption_)
+            queue_.post([dropped = std::move(resumption_)] {});
+    }
+    PendingAnswer(const PendingAnswer&) = delete;
+    PendingAnswer& operator=(const PendingAnswer&) = delete;
+
+    // A second answer finds nobody waiting.
+    void give(T answer) {
+        if (!resumption_)
+            return;
+        queue_.post([slot = slot_, resumption = std::exchange(resumption_, nullptr),
+                     answer = std::move(answer)] {
+            slot->emplace(answer);
+            resumption->resume();
+        });
+    }
+
+private:
+    Queue& queue_;
+    std::optional<T>* slot_;
+    std::shared_ptr<Resumption> resumption_;
+};
+
 template <typename Queue, typename T>
 class AnswerAwaiter {
 public:
@@ -127,15 +158,11 @@ public:
     bool await_ready() const noexcept { return false; }
     template <typename Promise>
     void await_suspend(std::coroutine_handle<Promise> suspended) {
-        auto resumption = std::make_shared<Resumption>(suspended, suspended.promise().root);
+        auto pending = std::make_shared<PendingAnswer<Queue, T>>(
+            queue_, &answer_, std::make_shared<Resumption>(suspended, suspended.promise().root));
         // The coroutine may go on, and end, before `start` returns: nothing of it is used then.
         const Start start = std::move(start_);
-        start([&queue = queue_, slot = &answer_, resumption = std::move(resumption)](T answer) {
-            queue.post([slot, resumption, answer = std::move(answer)] {
-                slot->emplace(answer);
-                resumption->resume();
-            });
-        });
+        start([pending = std::move(pending)](T answer) { pending->give(std::move(answer)); });
     }
     T await_resume() { return std::move(*answer_); }
 
@@ -176,8 +203,8 @@ detail::QueueAwaiter<Queue> continueOn(Queue& queue) {
 }
 
 /// `T answer = co_await answerOf<T>(queue, start)`: calls `start` with a callback, and goes on as
-/// work posted to `queue` once the callback was called, on whatever thread. A callback that is
-/// dropped uncalled takes the waiting coroutines apart.
+/// work posted to `queue` once the callback was called, on whatever thread; once is enough, and
+/// one that is dropped uncalled ends the waiting. The queue outlives the callback.
 ///
 /// A `start` that captures more than references and pointers is to be written in an ordinary
 /// function that returns this: g++ 12 destroys temporaries without a constructor of their own,

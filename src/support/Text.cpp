@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <cstdint>
+#include <utility>
 
 namespace lentora::text {
 
@@ -62,7 +63,7 @@ struct CaseRange {
     char32_t step;
 };
 
-constexpr std::array<CaseRange, 13> caseRanges{{
+constexpr std::array<CaseRange, 19> caseRanges{{
     {0x61, 0x7A, 32, 1},   // a–z
     {0xE0, 0xF6, 32, 1},   // à–ö
     {0xF8, 0xFE, 32, 1},   // ø–þ
@@ -71,11 +72,17 @@ constexpr std::array<CaseRange, 13> caseRanges{{
     {0x13A, 0x148, 1, 2},  // ĺ–ň
     {0x14B, 0x177, 1, 2},  // ŋ–ŷ
     {0x17A, 0x17E, 1, 2},  // ź–ž
+    {0x1A1, 0x1A5, 1, 2},  // ơ–ƥ
+    {0x1B0, 0x1B0, 1, 1},  // ư
+    {0x219, 0x21F, 1, 2},  // ș–ȟ
+    {0x3AD, 0x3AF, 37, 1}, // έ–ί
     {0x3B1, 0x3C1, 32, 1}, // α–ρ
     {0x3C3, 0x3CB, 32, 1}, // σ–ϋ
     {0x430, 0x44F, 32, 1}, // а–я
     {0x450, 0x45F, 80, 1}, // ѐ–џ
     {0x48B, 0x4BF, 1, 2},  // ҋ–ҿ
+    {0x4C2, 0x4CE, 1, 2},  // ӂ–ӎ
+    {0x4D1, 0x52F, 1, 2},  // ӑ–ԯ
 }};
 
 char32_t upper(char32_t c) {
@@ -83,10 +90,21 @@ char32_t upper(char32_t c) {
         if (c >= range.first && c <= range.last && (c - range.first) % range.step == 0)
             return c - range.distance;
     }
-    if (c == 0xFF)
-        return 0x178;
-    if (c == 0x3C2)
-        return 0x3A3;
+    // Single letters whose capitals lie elsewhere: µ ÿ ı ə ά ς ό ύ ώ ӏ.
+    constexpr std::array<std::pair<char32_t, char32_t>, 10> others{{{0xB5, 0x39C},
+                                                                    {0xFF, 0x178},
+                                                                    {0x131, U'I'},
+                                                                    {0x259, 0x18F},
+                                                                    {0x3AC, 0x386},
+                                                                    {0x3C2, 0x3A3},
+                                                                    {0x3CC, 0x38C},
+                                                                    {0x3CD, 0x38E},
+                                                                    {0x3CE, 0x38F},
+                                                                    {0x4CF, 0x4C0}}};
+    for (const auto& [small, capital] : others) {
+        if (c == small)
+            return capital;
+    }
     return c;
 }
 
@@ -121,6 +139,19 @@ std::string upperCased(std::string_view text) {
         else
             out.append(text.substr(0, point.length));
         text.remove_prefix(point.length);
+    }
+    return out;
+}
+
+std::string onOneLine(std::string_view text) {
+    constexpr std::string_view digits = "0123456789ABCDEF";
+    std::string out;
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte >= 0x20 && byte != 0x7F)
+            out += c;
+        else
+            (out += "\\u00") += {digits[byte >> 4], digits[byte & 0xF]};
     }
     return out;
 }

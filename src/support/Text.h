@@ -14,6 +14,9 @@ std::string_view trimmed(std::string_view text);
 /// becomes "SS". Bytes that are no valid UTF-8 stay as they are.
 std::string upperCased(std::string_view text);
 
+/// `text` with its control characters written as "\\u000A", so that it stays on its line.
+std::string onOneLine(std::string_view text);
+
 /// `value` with a fixed number of decimals and a decimal point in every locale.
 std::string fixed(double value, int decimals);
 

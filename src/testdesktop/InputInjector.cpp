@@ -135,7 +135,8 @@ bool InputInjector::scroll(double rightNotches, double downNotches, PointerDevic
 }
 
 bool InputInjector::movePointer(int x, int y) {
-    return mouse_.connection->post(motion(true, axisX, x, y));
+    Pointer& source = pointer(PointerDevice::Mouse);
+    return source.connection && source.connection->post(motion(true, axisX, x, y));
 }
 
 bool InputInjector::movePointerBy(int dx, int dy, PointerDevice device) {

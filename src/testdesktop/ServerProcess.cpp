@@ -57,6 +57,7 @@ int spawnServer(const std::string& setpriv, const ServerCommand& command, int di
     std::vector<std::string> words{setpriv, "--pdeathsig", "KILL", "--", command.program};
     words.insert(words.end(), command.arguments.begin(), command.arguments.end());
     std::vector<char*> argv;
+    argv.reserve(words.size() + 1);
     for (std::string& word : words)
         argv.push_back(word.data());
     argv.push_back(nullptr);
@@ -99,7 +100,7 @@ std::unique_ptr<ServerProcess> ServerProcess::start(const ServerCommand& command
     ::pthread_sigmask(SIG_SETMASK, &all, &before);
     server->keeper_ =
         std::thread([self = server.get(), command, end = posix::FileDescriptor(ends[1])]() mutable {
-            self->keep(std::move(command), std::move(end));
+            self->keep(command, std::move(end));
         });
     ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
 
@@ -113,7 +114,7 @@ std::unique_ptr<ServerProcess> ServerProcess::start(const ServerCommand& command
     return server;
 }
 
-void ServerProcess::keep(ServerCommand command, posix::FileDescriptor displayEnd) {
+void ServerProcess::keep(const ServerCommand& command, posix::FileDescriptor displayEnd) {
     pid_t pid = -1;
     const int failure = spawnServer(findExecutable("setpriv"), command, displayEnd.get(), pid);
     displayEnd.reset();

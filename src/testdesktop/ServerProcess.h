@@ -53,7 +53,7 @@ public:
 private:
     ServerProcess() = default;
 
-    void keep(ServerCommand command, posix::FileDescriptor displayEnd);
+    void keep(const ServerCommand& command, posix::FileDescriptor displayEnd);
     void reportSpawn(pid_t pid, int failure);
     bool signalAndWait(int signal, std::chrono::milliseconds limit);
 

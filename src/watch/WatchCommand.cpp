@@ -42,7 +42,8 @@ public:
     Watch(const WatchArguments& arguments, std::string display)
         : arguments_(arguments), display_(std::move(display)),
           log_({files_, logQueue_, systemLog_, wallClock_, mainQueue_},
-               posix::logFolder(posix::homeFolder())),
+               // Beside the program's own log, which a running program goes on with.
+               posix::logFolder(posix::homeFolder()) + "/watch"),
           tap_({.display = display_,
                 .wheelZoom = arguments.wheelZoom,
                 .started = [this](bool installed) { tapStarted(installed); },
@@ -91,7 +92,10 @@ private:
     // The lines that say why are on their way.
     void quitAfterTheLog() {
         logQueue_.runAndWait([] {});
-        mainQueue_.post([] { QCoreApplication::exit(EXIT_FAILURE); });
+        mainQueue_.post([] {
+            std::cerr << "lentora: watch: input cannot be watched; the lines above say why\n";
+            QCoreApplication::exit(EXIT_FAILURE);
+        });
     }
 
     void serverLost() {
@@ -137,7 +141,9 @@ int watchDisplay(const WatchArguments& arguments) {
     watch.onWatching = [&] {
         std::cout << "lentora " << arguments.version << " watches " << std::getenv("DISPLAY")
                   << ". Hold " << displayName(arguments.gate, strings)
-                  << " and pinch on the touchpad; Ctrl+C ends." << std::endl;
+                  << " and pinch on the touchpad, or turn the wheel where there is none; Ctrl+C "
+                     "ends."
+                  << std::endl;
     };
     return watch.run();
 }
@@ -216,6 +222,10 @@ int watchTestDesktop(const WatchArguments& arguments) {
     DemoPinch demo(watch, desktop->injector(), *key);
     watch.onWatching = [&] { demo.move(); };
     const int code = watch.run();
+    if (!std::cout) {
+        std::cerr << "lentora: watch: what was seen cannot be written\n";
+        return EXIT_FAILURE;
+    }
     if (code == EXIT_SUCCESS && !watch.sawLens()) {
         std::cerr << "lentora: watch: the pinch did not arrive\n";
         return EXIT_FAILURE;

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <clocale>
-
 namespace lentora::text {
 namespace {
 
@@ -11,6 +9,7 @@ TEST(Text, UpperCasesWhatKeysCarry) {
     EXPECT_EQ(upperCased("az09;é÷ßÿ"), "AZ09;É÷SSŸ");
     EXPECT_EQ(upperCased("āčłžĳŉ"), "ĀČŁŽĲŉ");
     EXPECT_EQ(upperCased("αςωЖжыђ"), "ΑΣΩЖЖЫЂ");
+    EXPECT_EQ(upperCased("ışțơưəәөӣӯήµ"), "IŞȚƠƯƏӘӨӢӮΉΜ");
     EXPECT_EQ(upperCased("日本"), "日本");
 }
 
@@ -27,14 +26,14 @@ TEST(Text, TrimsUnicodeSpaceAtTheEndsOnly) {
     EXPECT_EQ(trimmed(""), "");
 }
 
-TEST(Text, FixedKeepsTheDecimalPointInEveryLocale) {
-    const char* before = std::setlocale(LC_NUMERIC, nullptr);
-    const std::string saved = before;
-    std::setlocale(LC_NUMERIC, "it_IT.UTF-8");
+TEST(Text, FixedRoundsTheExactValueAndHasRoomForEveryDouble) {
     EXPECT_EQ(fixed(0.04, 3), "0.040");
     EXPECT_EQ(fixed(-1234567.0625, 3), "-1234567.062");
-    std::setlocale(LC_NUMERIC, saved.c_str());
     EXPECT_EQ(fixed(1e300, 1).size(), 303U);
+}
+
+TEST(Text, ControlCharactersStayOnTheLine) {
+    EXPECT_EQ(onOneLine("a\nb\x1B[31m\x7F è"), "a\\u000Ab\\u001B[31m\\u007F è");
 }
 
 } // namespace

@@ -36,7 +36,7 @@ bool PosixTextFiles::createDirectories(const std::string& path) {
     if (fs::is_directory(path, error))
         return true;
     fs::create_directories(fs::path(path).parent_path(), error);
-    return ::mkdir(path.c_str(), 0700) == 0 || errno == EEXIST;
+    return ::mkdir(path.c_str(), 0700) == 0 || fs::is_directory(path, error);
 }
 
 bool PosixTextFiles::remove(const std::string& path) {

@@ -51,7 +51,8 @@ void ThreadSerialQueue::runAndWait(Work work) {
 void ThreadSerialQueue::run() {
     while (!ending_) {
         signal_.wait(0);
-        signal_.store(0);
+        // Takes part in the order of the posters' stores, so that none of them is lost.
+        signal_.exchange(0);
         while (Node* newest = head_.exchange(nullptr, std::memory_order_acquire))
             runNewestLast(newest);
     }
@@ -83,6 +84,9 @@ ThreadExecutor::~ThreadExecutor() {
     changed_.notify_all();
     for (std::thread& thread : threads_)
         thread.join();
+    // Work may post as it is let go of.
+    while (!waiting_.empty())
+        std::exchange(waiting_, {}).clear();
 }
 
 void ThreadExecutor::post(Work work) {
@@ -112,9 +116,11 @@ void ThreadExecutor::run() {
             changed_.wait_until(lock, due);
             continue;
         }
-        const auto entry = waiting_.extract(waiting_.begin());
+        auto entry = waiting_.extract(waiting_.begin());
         lock.unlock();
         entry.mapped()();
+        // What the work held may post as it goes: not under the lock.
+        entry = {};
         lock.lock();
     }
 }

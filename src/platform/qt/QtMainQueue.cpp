@@ -17,6 +17,12 @@ QtMainQueue::QtMainQueue()
     connect(&notifier_, &QSocketNotifier::activated, this, [this] { runPosted(); });
 }
 
+QtMainQueue::~QtMainQueue() {
+    // Work may post as it is let go of.
+    while (!posted_.empty())
+        std::exchange(posted_, {}).clear();
+}
+
 void QtMainQueue::post(Work work) {
     bool wasEmpty = false;
     {

@@ -19,6 +19,10 @@ class QtMainQueue final : public QObject, public MainQueue {
 
 public:
     QtMainQueue();
+    /// Drops what has not run.
+    ~QtMainQueue() override;
+    QtMainQueue(const QtMainQueue&) = delete;
+    QtMainQueue& operator=(const QtMainQueue&) = delete;
 
     void post(Work work) override;
     void postAfter(double seconds, Work work) override;

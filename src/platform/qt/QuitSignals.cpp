@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <utility>
@@ -17,8 +18,10 @@ std::atomic<int> wakeDescriptor{-1};
 static_assert(std::atomic<int>::is_always_lock_free);
 
 extern "C" void handleQuitSignal(int /*signal*/) {
+    const int before = errno;
     const std::uint64_t one = 1;
     [[maybe_unused]] const ssize_t written = ::write(wakeDescriptor.load(), &one, sizeof one);
+    errno = before;
 }
 
 void setHandler(void (*handler)(int)) {

@@ -1,6 +1,7 @@
 #include "platform/sim/Timeline.h"
 
 #include <cmath>
+#include <utility>
 
 namespace lentora::sim {
 
@@ -26,6 +27,11 @@ void Timeline::schedule(double delay, ThreadRole role, Work work) {
     entries_.emplace(std::pair(now_ + delay, nextSequence_++), Entry{role, std::move(work)});
 }
 
+void Timeline::clear() {
+    while (!entries_.empty())
+        std::exchange(entries_, {}).clear();
+}
+
 void Timeline::advanceTo(double time) {
     int atThisInstant = 0;
     while (!entries_.empty() && entries_.begin()->first.first <= time) {
@@ -34,7 +40,7 @@ void Timeline::advanceTo(double time) {
         atThisInstant = due > now_ ? 0 : atThisInstant + 1;
         if (atThisInstant > maxWorkAtOneInstant) {
             contracts_.noteViolation("work reposts itself without end");
-            entries_.clear();
+            clear();
             break;
         }
         if (due > now_)

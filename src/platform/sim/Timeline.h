@@ -38,8 +38,8 @@ public:
 
     std::size_t pendingCount() const { return entries_.size(); }
 
-    /// Drops everything that has not run.
-    void clear() { entries_.clear(); }
+    /// Drops everything that has not run, and what that posts as it goes.
+    void clear();
 
 private:
     struct Entry {

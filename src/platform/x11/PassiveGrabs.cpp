@@ -41,6 +41,11 @@ std::uint32_t eventMask(Grab::Kind kind) {
     return 0;
 }
 
+// Request numbers wrap around.
+bool isBefore(unsigned a, unsigned b) {
+    return static_cast<std::int32_t>(a - b) < 0;
+}
+
 std::set<Grab> difference(const std::set<Grab>& a, const std::set<Grab>& b) {
     std::set<Grab> out;
     std::ranges::set_difference(a, b, std::inserter(out, out.end()));
@@ -70,7 +75,11 @@ void PassiveGrabs::install(const std::set<Grab>& plan) {
     ungrab(surplus);
     const bool anyRemoved = std::ranges::any_of(
         surplus, [](const Grab& grab) { return grab.modifiers == Grab::anyModifier; });
-    grab(anyRemoved ? plan : difference(plan, installed_));
+    std::set<Grab> wanted = anyRemoved ? plan : difference(plan, installed_);
+    std::erase_if(wanted, [&](const Grab& grab) {
+        return grab.isShortcut && refused_.contains(grab) && installed_.contains(grab);
+    });
+    grab(wanted);
     installed_ = plan;
     std::erase_if(refused_, [&](const Grab& grab) { return !plan.contains(grab); });
 }
@@ -112,18 +121,26 @@ void PassiveGrabs::ungrab(const std::set<Grab>& grabs) {
 }
 
 void PassiveGrabs::probeInCore(const Grab& grab) {
-    const auto cookie = xcb_grab_key(
-        connection_.get(), 0, connection_.root(), static_cast<std::uint16_t>(grab.modifiers),
-        static_cast<xcb_keycode_t>(grab.detail), XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
+    const auto key = static_cast<xcb_keycode_t>(grab.detail);
+    const auto modifiers = static_cast<std::uint16_t>(grab.modifiers);
+    const auto cookie = xcb_grab_key(connection_.get(), 0, connection_.root(), modifiers, key,
+                                     XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
     coreProbes_.push_back({cookie.sequence, grab});
-    xcb_ungrab_key(connection_.get(), static_cast<xcb_keycode_t>(grab.detail), connection_.root(),
-                   static_cast<std::uint16_t>(grab.modifiers));
+    xcb_ungrab_key(connection_.get(), key, connection_.root(), modifiers);
+}
+
+xcb_void_cookie_t PassiveGrabs::tryInCore(const Grab& grab) {
+    const auto key = static_cast<xcb_keycode_t>(grab.detail);
+    const auto modifiers = static_cast<std::uint16_t>(grab.modifiers);
+    const auto cookie = xcb_grab_key_checked(connection_.get(), 0, connection_.root(), modifiers,
+                                             key, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
+    xcb_ungrab_key(connection_.get(), key, connection_.root(), modifiers);
+    return cookie;
 }
 
 void PassiveGrabs::sawError(const xcb_generic_error_t& error) {
     // Errors come in the order of the requests: those before it were granted.
-    while (!coreProbes_.empty() &&
-           static_cast<std::int32_t>(coreProbes_.front().sequence - error.full_sequence) <= 0) {
+    while (!coreProbes_.empty() && !isBefore(error.full_sequence, coreProbes_.front().sequence)) {
         const Grab grab = coreProbes_.front().grab;
         if (coreProbes_.front().sequence == error.full_sequence) {
             newlyRefused_.push_back(grab);
@@ -144,6 +161,10 @@ std::set<Grab> PassiveGrabs::installedButtonGrabs(std::uint32_t button) const {
 }
 
 std::vector<Grab> PassiveGrabs::takeRefused() {
+    // Errors that came before the answers of the last call have been seen by now: the probes up to
+    // there were granted.
+    while (!coreProbes_.empty() && isBefore(coreProbes_.front().sequence, lastAnswered_))
+        coreProbes_.pop_front();
     std::vector<Grab> refused = std::exchange(newlyRefused_, {});
     while (!unanswered_.empty()) {
         void* answer = nullptr;
@@ -155,6 +176,7 @@ std::vector<Grab> PassiveGrabs::takeRefused() {
             static_cast<xcb_input_xi_passive_grab_device_reply_t*>(answer));
         const XcbPtr<xcb_generic_error_t> error(failure);
         const std::vector<Grab> grabs = std::move(unanswered_.front().grabs);
+        lastAnswered_ = unanswered_.front().cookie.sequence;
         unanswered_.pop_front();
         if (!reply) {
             refused.insert(refused.end(), grabs.begin(), grabs.end());
@@ -169,6 +191,8 @@ std::vector<Grab> PassiveGrabs::takeRefused() {
             });
             if (failed)
                 refused.push_back(grab);
+            else if (!grab.isShortcut)
+                refused_.erase(grab);
         }
     }
     // Said once for as long as it is wanted.
@@ -179,7 +203,22 @@ std::vector<Grab> PassiveGrabs::takeRefused() {
 }
 
 void PassiveGrabs::retryRefused() {
-    grab(refused_);
+    std::set<Grab> retried = refused_;
+    // Our grab would take the key away from the program that still has it, if only for a moment:
+    // the question comes first.
+    std::vector<std::pair<Grab, xcb_void_cookie_t>> questions;
+    for (const Grab& grab : refused_) {
+        if (grab.isShortcut)
+            questions.emplace_back(grab, tryInCore(grab));
+    }
+    for (const auto& [grab, cookie] : questions) {
+        const XcbPtr<xcb_generic_error_t> refusal(xcb_request_check(connection_.get(), cookie));
+        if (refusal)
+            retried.erase(grab);
+        else
+            refused_.erase(grab);
+    }
+    grab(retried);
 }
 
 } // namespace lentora::x11

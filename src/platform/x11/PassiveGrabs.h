@@ -41,7 +41,7 @@ public:
     /// because another client has them, since the last call.
     std::vector<Grab> takeRefused();
 
-    /// Forgets that grabs were refused: the next `install` tries them again.
+    /// Tries the refused grabs again: who had them may be gone. Waits for the server.
     void retryRefused();
 
 private:
@@ -60,7 +60,10 @@ private:
     std::set<Grab> installedButtonGrabs(std::uint32_t button) const;
     void grab(const std::set<Grab>& grabs);
     void ungrab(const std::set<Grab>& grabs);
+    // The error comes by `sawError`.
     void probeInCore(const Grab& grab);
+    // The error comes with the cookie.
+    xcb_void_cookie_t tryInCore(const Grab& grab);
 
     const Connection& connection_;
     const bool hasGestures_;
@@ -69,6 +72,8 @@ private:
     std::set<Grab> refused_;
     std::deque<Request> unanswered_;
     std::deque<CoreProbe> coreProbes_;
+    // The number of the last request whose answer was taken.
+    unsigned lastAnswered_ = 0;
     // Refused since the last `takeRefused`.
     std::vector<Grab> newlyRefused_;
 };

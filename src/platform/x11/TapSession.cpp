@@ -113,6 +113,8 @@ TapSession::End TapSession::run(int wake, const std::atomic<bool>& stopping) {
             reloadMap();
         if (devicesAreStale_)
             updateTouchpads();
+        if (std::exchange(retryIsDue_, false))
+            grabs_.retryRefused();
         takeKeys();
         followInterest();
         reportRefused();
@@ -267,8 +269,7 @@ void TapSession::rawKey(const xcb_input_raw_key_press_event_t& event, bool down)
     modifiers_.keyChanged(keycode, down, map_);
     if (map_.modifierFlags(keycode) != 0) {
         // A shortcut may follow, and the program that had it may be gone by now.
-        if (down)
-            grabs_.retryRefused();
+        retryIsDue_ = retryIsDue_ || down;
         deliverFlags();
         return;
     }

@@ -84,6 +84,7 @@ private:
     bool hasTouchpad_ = false;
     bool mapIsStale_ = false;
     bool devicesAreStale_ = false;
+    bool retryIsDue_ = false;
     double pinchScale_ = 1;
 
     // The check for modifiers whose release was missed.
