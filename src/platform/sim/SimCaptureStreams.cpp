@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <optional>
-#include <ranges>
 #include <utility>
 
 namespace lentora::sim {
@@ -171,11 +170,12 @@ std::shared_ptr<const Surface> SimCaptureStream::drawn() const {
     source.x += filter_.display.frame.x;
     source.y += filter_.display.frame.y;
     std::vector<SimSurface::Patch> patches;
-    for (const Window& window : std::views::reverse(service_.state_.windows)) {
+    const auto& windows = service_.state_.windows;
+    std::for_each(windows.rbegin(), windows.rend(), [&](const Window& window) {
         if (intersects(window.bounds, source) && !isLeftOut(window, filter_))
             patches.push_back(
                 {window.bounds, Color::fromText(window.color), std::clamp(window.alpha, 0.0, 1.0)});
-    }
+    });
     return std::make_shared<SimSurface>(configuration_.width, configuration_.height, source,
                                         std::move(patches));
 }
