@@ -28,9 +28,9 @@ bool isLeftOut(const Window& window, const CaptureFilter& filter) {
 class SimCaptureStream final : public CaptureStream,
                                public std::enable_shared_from_this<SimCaptureStream> {
 public:
-    SimCaptureStream(SimCaptureStreams& service, const CaptureFilter& filter,
+    SimCaptureStream(SimCaptureStreams& service, CaptureFilter filter,
                      const CaptureConfiguration& configuration, std::weak_ptr<CaptureOutput> output)
-        : service_(service), contracts_(service.contracts_), filter_(filter),
+        : service_(service), contracts_(service.contracts_), filter_(std::move(filter)),
           configuration_(configuration), output_(std::move(output)) {}
 
     ~SimCaptureStream() override {
@@ -171,11 +171,11 @@ std::shared_ptr<const Surface> SimCaptureStream::drawn() const {
     source.y += filter_.display.frame.y;
     std::vector<SimSurface::Patch> patches;
     const auto& windows = service_.state_.windows;
-    for (auto window = windows.rbegin(); window != windows.rend(); ++window) {
-        if (intersects(window->bounds, source) && !isLeftOut(*window, filter_))
-            patches.push_back({window->bounds, Color::fromText(window->color),
-                               std::clamp(window->alpha, 0.0, 1.0)});
-    }
+    std::for_each(windows.rbegin(), windows.rend(), [&](const Window& window) {
+        if (intersects(window.bounds, source) && !isLeftOut(window, filter_))
+            patches.push_back(
+                {window.bounds, Color::fromText(window.color), std::clamp(window.alpha, 0.0, 1.0)});
+    });
     return std::make_shared<SimSurface>(configuration_.width, configuration_.height, source,
                                         std::move(patches));
 }
