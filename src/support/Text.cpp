@@ -185,34 +185,37 @@ std::string printable(std::string_view text) {
             out.append(text.substr(0, point.length));
         // Of what is no character, the bytes that only continue it tell nothing more.
         text.remove_prefix(real ? point.length : 1);
+    }
+    return out;
+}
 
-        std::string onOneLine(std::string_view text) {
-            constexpr std::string_view digits = "0123456789ABCDEF";
-            std::string out;
-            for (const char c : text) {
-                const auto byte = static_cast<unsigned char>(c);
-                if (byte >= 0x20 && byte != 0x7F)
-                    out += c;
-                else
-                    (out += "\\u00") += {digits[byte >> 4], digits[byte & 0xF]};
-            }
-            return out;
-        }
+std::string fromLatin1(std::string_view text) {
+    std::string out;
+    out.reserve(text.size());
+    for (const char byte : text)
+        encode(static_cast<unsigned char>(byte), out);
+    return out;
+}
 
-        std::string fromLatin1(std::string_view text) {
-            std::string out;
-            out.reserve(text.size());
-            for (const char byte : text)
-                encode(static_cast<unsigned char>(byte), out);
-            return out;
-        }
+std::string onOneLine(std::string_view text) {
+    constexpr std::string_view digits = "0123456789ABCDEF";
+    std::string out;
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte >= 0x20 && byte != 0x7F)
+            out += c;
+        else
+            (out += "\\u00") += {digits[byte >> 4], digits[byte & 0xF]};
+    }
+    return out;
+}
 
-        std::string fixed(double value, int decimals) {
-            // Room for the largest double, written out.
-            std::array<char, 400> buffer{};
-            const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value,
-                                              std::chars_format::fixed, decimals);
-            return {buffer.data(), result.ptr};
-        }
+std::string fixed(double value, int decimals) {
+    // Room for the largest double, written out.
+    std::array<char, 400> buffer{};
+    const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value,
+                                      std::chars_format::fixed, decimals);
+    return {buffer.data(), result.ptr};
+}
 
-    } // namespace lentora::text
+} // namespace lentora::text
