@@ -189,6 +189,14 @@ std::string printable(std::string_view text) {
     return out;
 }
 
+std::string fromLatin1(std::string_view text) {
+    std::string out;
+    out.reserve(text.size());
+    for (const char byte : text)
+        encode(static_cast<unsigned char>(byte), out);
+    return out;
+}
+
 std::string onOneLine(std::string_view text) {
     constexpr std::string_view digits = "0123456789ABCDEF";
     std::string out;
@@ -199,14 +207,6 @@ std::string onOneLine(std::string_view text) {
         else
             (out += "\\u00") += {digits[byte >> 4], digits[byte & 0xF]};
     }
-    return out;
-}
-
-std::string fromLatin1(std::string_view text) {
-    std::string out;
-    out.reserve(text.size());
-    for (const char byte : text)
-        encode(static_cast<unsigned char>(byte), out);
     return out;
 }
 
