@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <ctime>
+#include <ranges>
 #include <span>
 #include <utility>
 
@@ -246,21 +247,21 @@ void CaptureSession::updateLayers() {
     std::vector<PixelRect> hiding;
     std::vector<CapturedWindow*> seen;
     std::vector<std::uint64_t> watched;
-    for (auto window = stack_.windows().rbegin(); window != stack_.windows().rend(); ++window) {
-        const PixelRect part = intersection(window->bounds(), region_);
+    for (const TopLevel& window : std::views::reverse(stack_.windows())) {
+        const PixelRect part = intersection(window.bounds(), region_);
         const bool isCandidate =
-            window->isMapped && !part.isEmpty() && !filter_.isLeftOut(*window) &&
+            window.isMapped && !part.isEmpty() && !filter_.isLeftOut(window) &&
             std::ranges::none_of(hiding, [&](const PixelRect& r) { return r.contains(part); });
         if (!isCandidate)
             continue;
-        CapturedWindow& candidate = watch(*window);
-        watched.push_back(window->serial);
+        CapturedWindow& candidate = watch(window);
+        watched.push_back(window.serial);
         if (isReady_ && candidate.isVisible()) {
-            candidate.follow(*window);
+            candidate.follow(window);
             seen.push_back(&candidate);
         }
         if (candidate.isOpaque())
-            hiding.push_back(window->bounds());
+            hiding.push_back(window.bounds());
     }
     std::erase_if(windows_, [&](const auto& entry) {
         return std::ranges::find(watched, entry.first) == watched.end();
