@@ -108,6 +108,7 @@ AppIdentity AppIdentities::of(const std::string& instanceName, const std::string
     if (isNew) {
         const auto entry = entries_.forWindowClass(instanceName, className);
         identity.identifier = identifierOf(instanceName, className, entry);
+        identity.isKnown = entry || browserNamed(className.empty() ? instanceName : className);
         identity.name = entry ? entry->name : className.empty() ? instanceName : className;
     }
     return identity;
