@@ -91,7 +91,7 @@ TEST_F(CaptureTest, ShowsTheWindowWithoutWhatStandsInFrontOfIt) {
                              window(8, {100, 50, 400, 600}, "#0000ff"),
                              window(5, {100, 50, 800, 600}, "#ff0000")};
     capture->setLensWindowID(lensID);
-    sim::Picture picture;
+    Picture picture;
     capture->setOnFrame([&](const auto& surface, Size size, const Rect& frame) {
         EXPECT_EQ(size, (Size{1600, 1200}));
         EXPECT_EQ(frame, target().cgFrame);
@@ -100,8 +100,8 @@ TEST_F(CaptureTest, ShowsTheWindowWithoutWhatStandsInFrontOfIt) {
     });
     start(coveredTarget());
     run(2);
-    ASSERT_EQ(picture.pixels.size(), 1600U * 1200U);
-    EXPECT_THAT(picture.pixels, testing::Each(sim::Color{255, 0, 0}));
+    ASSERT_EQ(picture.pixels().size(), 1600U * 1200U);
+    EXPECT_THAT(picture.pixels(), testing::Each(Pixel{255, 0, 0, 255}));
 }
 
 // Keeping the lens out

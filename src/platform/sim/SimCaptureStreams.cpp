@@ -1,6 +1,6 @@
 #include "platform/sim/SimCaptureStreams.h"
 
-#include "platform/sim/SimSurface.h"
+#include "platform/sim/DesktopPicture.h"
 
 #include <algorithm>
 #include <cmath>
@@ -8,22 +8,6 @@
 #include <utility>
 
 namespace lentora::sim {
-
-namespace {
-
-bool isLeftOut(const Window& window, const CaptureFilter& filter) {
-    // What the service does not offer is in none of its pictures either.
-    if (!window.shareable)
-        return true;
-    if (std::ranges::find(filter.excludedWindows, window.id, &ShareableWindow::windowID) !=
-        filter.excludedWindows.end())
-        return true;
-    return filter.includingApplications &&
-           std::ranges::find(*filter.includingApplications, window.pid,
-                             &ShareableApplication::pid) == filter.includingApplications->end();
-}
-
-} // namespace
 
 class SimCaptureStream final : public CaptureStream,
                                public std::enable_shared_from_this<SimCaptureStream> {
@@ -58,7 +42,6 @@ private:
     void tickAfter(double seconds);
     void setRunning(bool running);
     bool displayIsConnected() const;
-    std::shared_ptr<const Surface> drawn() const;
 
     SimCaptureStreams& service_;
     ContractChecker& contracts_;
@@ -150,7 +133,7 @@ void SimCaptureStream::deliver(SampleStatus status, bool withSurface) {
     sample.width = configuration_.width;
     sample.height = configuration_.height;
     if (withSurface)
-        sample.surface = drawn();
+        sample.surface = capturedSurface(service_.state_, filter_, configuration_);
     const ContractChecker::RoleScope scope(contracts_, ThreadRole::samples);
     output->didOutputSample(sample);
 }
@@ -163,21 +146,6 @@ bool SimCaptureStream::displayIsConnected() const {
         const double top = screens.front().frame.height - frame.maxY();
         return filter_.display.frame == Rect{frame.x, top, frame.width, frame.height};
     });
-}
-
-std::shared_ptr<const Surface> SimCaptureStream::drawn() const {
-    Rect source = configuration_.sourceRect;
-    source.x += filter_.display.frame.x;
-    source.y += filter_.display.frame.y;
-    std::vector<SimSurface::Patch> patches;
-    const auto& windows = service_.state_.windows;
-    std::for_each(windows.rbegin(), windows.rend(), [&](const Window& window) {
-        if (intersects(window.bounds, source) && !isLeftOut(window, filter_))
-            patches.push_back(
-                {window.bounds, Color::fromText(window.color), std::clamp(window.alpha, 0.0, 1.0)});
-    });
-    return std::make_shared<SimSurface>(configuration_.width, configuration_.height, source,
-                                        std::move(patches));
 }
 
 CaptureStreams::Made SimCaptureStreams::make(const CaptureFilter& filter,

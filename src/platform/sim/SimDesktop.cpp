@@ -59,6 +59,8 @@ SimDesktop::SimDesktop()
 void SimDesktop::checkNothingLeft() {
     if (eventTap.isRunning())
         contracts.noteViolation("the event tap was left running");
+    if (panels.shownPanel())
+        contracts.noteViolation("a panel was left on the screen");
     shareableContent.checkAllAnswered();
     captureStreams.checkNothingLeft();
 }

@@ -9,8 +9,11 @@
 #include "platform/sim/DesktopState.h"
 #include "platform/sim/SimCaptureStreams.h"
 #include "platform/sim/SimEventTap.h"
+#include "platform/sim/SimPanels.h"
+#include "platform/sim/SimScreenshots.h"
 #include "platform/sim/SimShareableContent.h"
 #include "platform/sim/SimWindows.h"
+#include "platform/sim/TextLayout.h"
 #include "platform/sim/Timeline.h"
 
 #include <functional>
@@ -82,6 +85,9 @@ public:
     SimPermissions permissions{contracts, state};
     SimShareableContent shareableContent{contracts, timeline, state};
     SimCaptureStreams captureStreams{contracts, timeline, state};
+    SimScreenshots screenshots{timeline, state};
+    SimPanels panels{contracts};
+    SimTextMeasurer textMeasurer;
 
     /// Notes a violation for everything the program left running. For the end of a test, after
     /// the program has been told to stop.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <utility>
 
 namespace lentora::sim {
@@ -24,21 +25,19 @@ std::pair<int, int> pixelsBetween(double from, double to, double length, int cou
 
 } // namespace
 
-Color Color::fromText(std::string_view text) {
+Pixel pixelOf(std::string_view text) {
     std::uint32_t value = 0;
     if (text.size() == 7 && text[0] == '#')
         std::from_chars(text.data() + 1, text.data() + text.size(), value, 16);
     return {static_cast<std::uint8_t>(value >> 16), static_cast<std::uint8_t>(value >> 8),
-            static_cast<std::uint8_t>(value)};
+            static_cast<std::uint8_t>(value), 0xFF};
 }
 
 SimSurface::SimSurface(int width, int height, const Rect& source, std::vector<Patch> patches)
     : width_(width), height_(height), source_(source), patches_(std::move(patches)) {}
 
 Picture SimSurface::picture() const {
-    Picture picture{width_, height_, {}};
-    const auto stride = static_cast<std::ptrdiff_t>(width_);
-    picture.pixels.assign(static_cast<std::size_t>(stride * height_), desktopColor);
+    Picture picture(width_, height_, desktopColor);
     // A source of no size shows nothing but the desktop.
     if (!(source_.width > 0 && source_.height > 0))
         return picture;
@@ -48,12 +47,12 @@ Picture SimSurface::picture() const {
         const auto [top, bottom] = pixelsBetween(
             patch.rect.y - source_.y, patch.rect.maxY() - source_.y, source_.height, height_);
         for (int y = top; y < bottom; ++y) {
-            const auto row = picture.pixels.begin() + y * stride;
-            std::for_each(row + left, row + right, [&patch](Color& pixel) {
+            for (int x = left; x < right; ++x) {
+                Pixel& pixel = picture.at(x, y);
                 pixel = {mixed(patch.color.red, pixel.red, patch.alpha),
                          mixed(patch.color.green, pixel.green, patch.alpha),
-                         mixed(patch.color.blue, pixel.blue, patch.alpha)};
-            });
+                         mixed(patch.color.blue, pixel.blue, patch.alpha), 0xFF};
+            }
         }
     }
     return picture;

@@ -3,47 +3,27 @@
 #pragma once
 
 #include "platform/CaptureStreams.h"
+#include "platform/sim/PixelSource.h"
+#include "support/Picture.h"
 #include "support/Rect.h"
 
-#include <cstddef>
-#include <cstdint>
 #include <string_view>
 #include <vector>
 
 namespace lentora::sim {
 
-struct Color {
-    std::uint8_t red = 0;
-    std::uint8_t green = 0;
-    std::uint8_t blue = 0;
-
-    /// From "#rrggbb"; black where it is none.
-    static Color fromText(std::string_view text);
-
-    bool operator==(const Color&) const = default;
-};
-
 /// What the desktop shows where no window is.
-inline constexpr Color desktopColor{0x1E, 0x3A, 0x5F};
+inline constexpr Pixel desktopColor{0x1E, 0x3A, 0x5F, 0xFF};
 
-struct Picture {
-    int width = 0;
-    int height = 0;
-    /// Row by row, from the top left.
-    std::vector<Color> pixels;
+/// Of "#rrggbb"; black where it is none.
+Pixel pixelOf(std::string_view text);
 
-    Color at(int x, int y) const {
-        return pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
-                      static_cast<std::size_t>(x)];
-    }
-};
-
-class SimSurface final : public Surface {
+class SimSurface final : public Surface, public PixelSource {
 public:
     /// A rectangle of one colour, in the source's space.
     struct Patch {
         Rect rect;
-        Color color;
+        Pixel color;
         /// 0 … 1
         double alpha = 1;
     };
@@ -56,7 +36,7 @@ public:
     int height() const override { return height_; }
 
     /// Draws it. A pixel shows what is at its centre.
-    Picture picture() const;
+    Picture picture() const override;
 
 private:
     const int width_;

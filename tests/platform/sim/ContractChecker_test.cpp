@@ -1,5 +1,7 @@
 // The simulated desktop has to notice what a program does wrong; these programs do it.
 #include "platform/sim/SimDesktop.h"
+#include "render/Layer.h"
+#include "render/LayerTransactions.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,6 +11,8 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
 
 class CarelessClient final : public EventTapClient {
 public:
@@ -65,6 +69,35 @@ TEST_F(ContractTest, NoticesAnUnansweredFetch) {
     desktop.shareableContent.fetch({}, [](const auto& /*content*/) {});
     desktop.checkNothingLeft();
     EXPECT_THAT(desktop.contracts.violations(), ElementsAre(HasSubstr("left unanswered")));
+}
+
+TEST_F(ContractTest, NoticesAPanelLeftOnTheScreen) {
+    const auto panel = desktop.panels.make({0, 0, 100, 100});
+    desktop.checkNothingLeft();
+    EXPECT_THAT(desktop.contracts.violations(), IsEmpty());
+    panel->orderFront();
+    desktop.checkNothingLeft();
+    EXPECT_THAT(desktop.contracts.violations(), ElementsAre("a panel was left on the screen"));
+    panel->orderOut();
+    desktop.checkNothingLeft();
+    EXPECT_EQ(desktop.contracts.violations().size(), 1U);
+}
+
+TEST_F(ContractTest, NoticesAPanelOrItsLayersTouchedOnTheWrongThread) {
+    LayerTransactions transactions(desktop.timeline, desktop.mainQueue);
+    const auto layer = std::make_shared<Layer>(transactions);
+    const auto panel = desktop.panels.make({0, 0, 100, 100});
+    panel->setContent(layer);
+    desktop.executor.post([&] {
+        panel->orderFront();
+        panel->setFrame({});
+        panel->orderOut();
+        layer->setOpacity(0);
+    });
+    desktop.timeline.settle();
+    EXPECT_THAT(desktop.contracts.violations(),
+                ElementsAre(StartsWith("Panel::orderFront"), StartsWith("Panel::setFrame"),
+                            StartsWith("Panel::orderOut"), StartsWith("a change of a layer")));
 }
 
 TEST_F(ContractTest, NoticesEventsSwallowedUnforeseen) {

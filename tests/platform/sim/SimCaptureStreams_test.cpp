@@ -17,9 +17,9 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-constexpr Color red{255, 0, 0};
-constexpr Color green{0, 255, 0};
-constexpr Color blue{0, 0, 255};
+constexpr Pixel red{255, 0, 0, 255};
+constexpr Pixel green{0, 255, 0, 255};
+constexpr Pixel blue{0, 0, 255, 255};
 
 struct Arrival {
     double time;
@@ -167,8 +167,8 @@ TEST_F(SimCaptureTest, DrawsTheWindowsFromBackToFront) {
     addWindow(2, {110, 100, 20, 10}, "#00ff00").alpha = 0.5;
     addWindow(3, {0, 0, 140, 106}, "#0000ff");
     const Picture picture = shown();
-    EXPECT_THAT(picture.pixels,
-                ElementsAre(blue, red, (Color{0, 128, 128}), blue, // the first row
+    EXPECT_THAT(picture.pixels(),
+                ElementsAre(blue, red, (Pixel{0, 128, 128, 255}), blue, // the first row
                             desktopColor, desktopColor, desktopColor, desktopColor));
 }
 
@@ -200,7 +200,7 @@ TEST_F(SimCaptureTest, MeasuresFromTheDisplaysCorner) {
     addWindow(1, {2040, -390, 10, 10}, "#ff0000");
     const Picture picture = shown();
     EXPECT_EQ(picture.at(2, 1), red);
-    EXPECT_EQ(std::ranges::count(picture.pixels, red), 1);
+    EXPECT_EQ(std::ranges::count(picture.pixels(), red), 1);
 }
 
 TEST_F(SimCaptureTest, AFrameStaysAsItWasWhenItWasTaken) {
