@@ -149,11 +149,11 @@ TEST_F(WindowTrackerTest, TheVisiblePartIsTheClientWithTheEdgesThatAreSaid) {
     EXPECT_EQ(window.visibleRect(), (PixelRect{120, 140, 280, 180}));
 }
 
-class LayerTest : public testing::Test {
+class WindowLayerTest : public testing::Test {
 protected:
     int layer() const { return layerOf(window, {.ownPid = 1, .monitors = {screen}}); }
 
-    LayerTest() {
+    WindowLayerTest() {
         window.id = window.client = 10;
         window.depth = 24;
         window.placement = somewhere;
@@ -164,7 +164,7 @@ protected:
     TrackedWindow window;
 };
 
-TEST_F(LayerTest, ManagedWindowsFloatWhenTheyAreKeptAboveUnlessTheyFillTheScreen) {
+TEST_F(WindowLayerTest, ManagedWindowsFloatWhenTheyAreKeptAboveUnlessTheyFillTheScreen) {
     EXPECT_EQ(layer(), windowLayer::normal);
     window.properties.state.above = true;
     EXPECT_EQ(layer(), windowLayer::floating);
@@ -183,7 +183,7 @@ TEST_F(LayerTest, ManagedWindowsFloatWhenTheyAreKeptAboveUnlessTheyFillTheScreen
     EXPECT_EQ(layer(), windowLayer::normal);
 }
 
-TEST_F(LayerTest, WhatNobodyManagesIsAMenuOrTheScreenOrTheLens) {
+TEST_F(WindowLayerTest, WhatNobodyManagesIsAMenuOrTheScreenOrTheLens) {
     window.overrideRedirect = true;
     EXPECT_EQ(layer(), windowLayer::menu);
     window.placement.geometry = screen.rect;
