@@ -169,6 +169,14 @@ std::string upperCased(std::string_view text) {
     return out;
 }
 
+std::string asciiLowerCased(std::string_view text) {
+    std::string out(text);
+    std::ranges::transform(out, out.begin(), [](char c) {
+        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    });
+    return out;
+}
+
 std::string printable(std::string_view text) {
     std::string out;
     out.reserve(text.size());

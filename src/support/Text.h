@@ -14,6 +14,9 @@ std::string_view trimmed(std::string_view text);
 /// becomes "SS". Bytes that are no valid UTF-8 stay as they are.
 std::string upperCased(std::string_view text);
 
+/// `text` with ASCII letters in lower case.
+std::string asciiLowerCased(std::string_view text);
+
 /// Foreign text made safe to print and to log: valid UTF-8 on one line. What is no valid UTF-8
 /// becomes U+FFFD, except a character that the end of the text cuts off, which goes. Tabs and line
 /// ends become spaces; other control characters, and those that turn the direction of writing,

@@ -40,6 +40,9 @@ TEST_F(WindowsCommandTest, ListsTheWindowsAndTheOneForALens) {
     const xcb_window_t palette = app.createNamed("Palette", {120, 120, 100, 100});
     app.setAtoms(palette, "_NET_WM_STATE", {"_NET_WM_STATE_ABOVE"});
     const xcb_window_t tiny = app.createNamed("Tiny", {110, 110, 39, 60});
+    // An application is what all windows of a process have in common.
+    for (const xcb_window_t window : {palette, tiny})
+        app.setClass(window, "Firefox");
     app.focus(document);
     app.finish();
     server->injector().movePointer(130, 130);
