@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <ctime>
-#include <ranges>
 #include <span>
 #include <utility>
 
@@ -247,7 +246,8 @@ void CaptureSession::updateLayers() {
     std::vector<PixelRect> hiding;
     std::vector<CapturedWindow*> seen;
     std::vector<std::uint64_t> watched;
-    for (const TopLevel& window : std::views::reverse(stack_.windows())) {
+    const std::vector<TopLevel> fromTop(stack_.windows().rbegin(), stack_.windows().rend());
+    for (const TopLevel& window : fromTop) {
         const PixelRect part = intersection(window.bounds(), region_);
         const bool isCandidate =
             window.isMapped && !part.isEmpty() && !filter_.isLeftOut(window) &&
