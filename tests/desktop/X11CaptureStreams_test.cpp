@@ -289,8 +289,9 @@ TEST_F(X11CaptureStreams, AFrameLargerThanTheDisplayAndPlacesOutsideOfIt) {
 }
 
 TEST_F(X11CaptureStreams, PointsArePixelsByTheScaleAndOtherSizesAreScaled) {
-    options.scale = 2;
-    filter.display.frame = {480, 0, 480, 540};
+    // The primary monitor begins at pixel (100, 20); the display is beside it.
+    options.space = [] { return x11::ScreenSpace{100, 20, 2}; };
+    filter.display.frame = {430, -10, 480, 540};
     const auto target = window({1000, 100, 100, 100}, red);
     configuration.width = 50;
     configuration.height = 50;
