@@ -215,6 +215,7 @@ ClientReader::processesOf(const std::vector<WindowId>& clients) {
     xcb_connection_t* const c = connection_.get();
     const std::uint32_t idMask = xcb_get_setup(c)->resource_id_mask;
     std::vector<xcb_res_client_id_spec_t> specs;
+    specs.reserve(clients.size());
     for (const WindowId client : clients)
         specs.push_back({client, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID});
     std::vector<xcb_res_query_client_ids_cookie_t> cookies;

@@ -134,6 +134,7 @@ void WindowReader::searchFrames(WindowTracker& tracker, const std::vector<Key>& 
         level.push_back({i, frames[i].id});
     for (int depth = 0; depth <= frameDepth && !level.empty(); ++depth) {
         std::vector<WindowId> windows;
+        windows.reserve(level.size());
         for (const Place& place : level)
             windows.push_back(place.window);
         const std::vector<bool> found = areClients(tracker, windows);
@@ -143,6 +144,7 @@ void WindowReader::searchFrames(WindowTracker& tracker, const std::vector<Key>& 
         }
         std::erase_if(level, [&](const Place& place) { return clients[place.frame] != noWindow; });
         std::vector<xcb_query_tree_cookie_t> cookies;
+        cookies.reserve(level.size());
         for (const Place& place : level)
             cookies.push_back(xcb_query_tree(c, place.window));
         std::vector<Place> next;
@@ -176,6 +178,7 @@ std::vector<bool> WindowReader::areClients(const WindowTracker& tracker,
     }
     xcb_connection_t* const c = connection_.get();
     std::vector<xcb_get_property_cookie_t> cookies;
+    cookies.reserve(windows.size());
     for (const WindowId window : windows) {
         cookies.push_back(
             xcb_get_property(c, 0, window, atoms_[Atom::wmState], XCB_GET_PROPERTY_TYPE_ANY, 0, 1));
