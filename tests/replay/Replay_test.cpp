@@ -26,18 +26,27 @@ std::string content(const fs::path& path) {
 struct Outcome {
     std::string trace;
     std::vector<std::string> violations;
+    std::vector<std::pair<std::string, Picture>> pictures;
 };
 
 Outcome replayed(const std::string& text, const std::string& home) {
     const auto scenario = readScenario(text);
     if (const auto* error = std::get_if<ScenarioError>(&scenario))
-        return {error->pointer + ": " + error->message, {}};
+        return {error->pointer + ": " + error->message, {}, {}};
     posix::PosixTextFiles files;
     Outcome outcome;
-    outcome.violations = replay(std::get<Scenario>(scenario), {home, files, [&](auto line) {
-                                                                   outcome.trace += line;
-                                                                   outcome.trace += '\n';
-                                                               }});
+    outcome.violations = replay(std::get<Scenario>(scenario),
+                                {.home = home,
+                                 .files = files,
+                                 .print =
+                                     [&](std::string_view line) {
+                                         outcome.trace += line;
+                                         outcome.trace += '\n';
+                                     },
+                                 .writePicture =
+                                     [&](const Picture& picture, const std::string& file) {
+                                         outcome.pictures.emplace_back(file, picture);
+                                     }});
     return outcome;
 }
 
