@@ -83,6 +83,30 @@ TEST(Replay, WritesTheLogIntoTheHomeFolderOfTheProgram) {
               "[00:00:01.500] [input] CGEventTap stopped\n");
 }
 
+TEST(Replay, MakesAPictureOfTheDisplayThatThePanelIsOn) {
+    const test::TempFolder home;
+    const Outcome outcome = replayed(R"({"launch": "session",
+        "displays": [{"frame": [0, 0, 400, 300], "scale": 2}], "pointer": [150, 150],
+        "windows": [{"id": 7, "pid": 3, "bounds": [50, 50, 200, 200], "app": "A", "color": "#ff0000"},
+                    {"id": 8, "pid": 3, "bounds": [140, 240, 40, 40], "color": "#00ff00"}],
+        "settings": {"fixedZoomLevel": 2}, "tail": 1,
+        "steps": [{"t": 0.9, "do": "png", "file": "before.png"},
+                  {"t": 1, "do": "call", "op": "keyboardOpen"},
+                  {"t": 2, "do": "png", "file": "lens.png"},
+                  {"t": 2, "do": "call", "op": "closeSession"}]})",
+                                     home.path());
+    EXPECT_THAT(outcome.violations, testing::IsEmpty());
+    ASSERT_EQ(outcome.pictures.size(), 1U) << "no panel, no picture";
+    const auto& [file, picture] = outcome.pictures[0];
+    EXPECT_EQ(file, "lens.png");
+    EXPECT_EQ(picture.width(), 800);
+    EXPECT_EQ(picture.height(), 600);
+    // Pixels from the top left corner. The green window reaches 10 points into the red one; in the
+    // lens, it begins farther from the pointer.
+    EXPECT_EQ(picture.at(310, 490), (Pixel{255, 0, 0, 255}));
+    EXPECT_EQ(picture.at(310, 520), (Pixel{0, 255, 0, 255}));
+}
+
 TEST(Trace, PrintsTheShortestNumbersAndAlwaysValidText) {
     TraceObject line = traceLine(2, "x");
     line.add("a", 0.1 + 0.2).add("b", 1e-7).add("c", "\"\n\xFF").addSetting("d", std::int64_t{-5});
