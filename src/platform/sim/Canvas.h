@@ -1,7 +1,7 @@
 // Painting on a picture: blending, clips, and groups that become part of the picture as one.
 #pragma once
 
-#include "platform/sim/Shapes.h"
+#include "render/Shapes.h"
 #include "render/Color.h"
 #include "support/Picture.h"
 #include "support/Rect.h"

@@ -3,7 +3,7 @@
 #include "platform/sim/BlockFont.h"
 #include "platform/sim/Canvas.h"
 #include "platform/sim/PixelSource.h"
-#include "platform/sim/Shapes.h"
+#include "render/Shapes.h"
 #include "platform/sim/TextLayout.h"
 #include "render/LayerVisitor.h"
 

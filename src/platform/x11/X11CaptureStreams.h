@@ -27,6 +27,8 @@ struct X11CaptureStreamsOptions {
     std::function<std::optional<std::uint64_t>(std::uint32_t windowID)> generationOf = {};
     /// Called on the stream's thread when the server goes away while the stream runs.
     std::function<void()> serverLost = {};
+
+    ScreenSpace currentSpace() const { return space ? space() : ScreenSpace{}; }
 };
 
 /// Each stream has a connection and a thread ("lentora.capture") of its own; its samples come on

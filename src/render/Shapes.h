@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace lentora::sim {
+namespace lentora {
 
 struct RoundedRect {
     Rect rect;
@@ -32,4 +32,4 @@ struct RoundedRect {
     }
 };
 
-} // namespace lentora::sim
+} // namespace lentora
