@@ -81,10 +81,10 @@ void MagnifierView::apply(Point focus, double zoom) {
     if (releasing)
         return;
     setFocus(focus);
-    transactions_.withoutAnimation([&] {
-        imageLayer_->setFrame({(1 - zoom) * focusInClip_.x, (1 - zoom) * focusInClip_.y,
-                               zoom * sourcePointSize_.width, zoom * sourcePointSize_.height});
-    });
+    // Adding 0 turns -0 into 0, which reads better in traces.
+    const Rect frame{(1 - zoom) * focusInClip_.x + 0.0, (1 - zoom) * focusInClip_.y + 0.0,
+                     zoom * sourcePointSize_.width, zoom * sourcePointSize_.height};
+    transactions_.withoutAnimation([&] { imageLayer_->setFrame(frame); });
 }
 
 void MagnifierView::fadeInClip() {

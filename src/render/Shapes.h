@@ -14,7 +14,7 @@ struct RoundedRect {
 
     /// How far `p` is outside of the edge; negative inside.
     double distance(Point p) const {
-        const double r = std::clamp(radius, 0.0, std::min(rect.width, rect.height) / 2);
+        const double r = std::max(std::min({radius, rect.width / 2, rect.height / 2}), 0.0);
         const Point center = rect.center();
         const double x = std::abs(p.x - center.x) - rect.width / 2 + r;
         const double y = std::abs(p.y - center.y) - rect.height / 2 + r;

@@ -169,16 +169,11 @@ std::string upperCased(std::string_view text) {
     return out;
 }
 
-std::string onOneLine(std::string_view text) {
-    constexpr std::string_view digits = "0123456789ABCDEF";
-    std::string out;
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte >= 0x20 && byte != 0x7F)
-            out += c;
-        else
-            (out += "\\u00") += {digits[byte >> 4], digits[byte & 0xF]};
-    }
+std::string asciiLowerCased(std::string_view text) {
+    std::string out(text);
+    std::ranges::transform(out, out.begin(), [](char c) {
+        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    });
     return out;
 }
 
@@ -210,12 +205,37 @@ std::string fromLatin1(std::string_view text) {
     return out;
 }
 
+std::string onOneLine(std::string_view text) {
+    constexpr std::string_view digits = "0123456789ABCDEF";
+    std::string out;
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte >= 0x20 && byte != 0x7F)
+            out += c;
+        else
+            (out += "\\u00") += {digits[byte >> 4], digits[byte & 0xF]};
+    }
+    return out;
+}
+
 std::string fixed(double value, int decimals) {
     // Room for the largest double, written out.
     std::array<char, 400> buffer{};
     const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value,
                                       std::chars_format::fixed, decimals);
     return {buffer.data(), result.ptr};
+}
+
+std::string wholeMilliseconds(double seconds) {
+    return std::to_string(static_cast<std::int64_t>(seconds * 1000));
+}
+
+std::string filled(std::string_view format, std::string_view argument) {
+    constexpr std::string_view place = "{}";
+    std::string out(format);
+    if (const auto found = out.find(place); found != std::string::npos)
+        out.replace(found, place.size(), argument);
+    return out;
 }
 
 } // namespace lentora::text

@@ -103,8 +103,7 @@ protected:
     /// A window that shows `picture`. The server paints it itself wherever it gets lost.
     std::unique_ptr<PaintedWindow> showing(const Picture& picture, int x, int y) const {
         const PixelRect frame{x, y, picture.width(), picture.height()};
-        auto made = std::make_unique<PaintedWindow>(*program,
-                                                    PaintedWindow::Look{.frame = frame});
+        auto made = std::make_unique<PaintedWindow>(*program, PaintedWindow::Look{.frame = frame});
         xcb_connection_t* c = program->get();
         const xcb_pixmap_t pixmap = xcb_generate_id(c);
         xcb_create_pixmap(c, program->rootDepth(), pixmap, made->id(),
@@ -148,12 +147,12 @@ protected:
                                       {loop.clock(), loop, loop, *textRenderer}, error);
         ASSERT_TRUE(panels) << error;
         const Rect frame = display->screens().front().frame;
-        options.scale = scale;
+        options.space = [space = layout.space] { return space; };
         screenshots = std::make_unique<x11::X11Screenshots>(options, executor);
-        view = std::make_unique<MagnifierView>(
-            MagnifierView::Services{transactions, loop, *geometry, *textMeasurer, listed,
-                                    *screenshots},
-            Rect{0, 0, frame.width, frame.height});
+        view = std::make_unique<MagnifierView>(MagnifierView::Services{transactions, loop,
+                                                                       *geometry, *textMeasurer,
+                                                                       listed, *screenshots},
+                                               Rect{0, 0, frame.width, frame.height});
         panel = OverlayPanel::create(*panels, frame);
         listed.list(frame, panel->windowNumber());
         panel->setContentView(*view);

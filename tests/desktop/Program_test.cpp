@@ -117,7 +117,7 @@ TEST_F(WatchTest, KilledInMidPinchItGivesInputBackAtOnce) {
     ASSERT_TRUE(watch->awaitOutput("inputDidEngage"));
     app->takeEvents();
     hands().movePointer(400, 400);
-    EXPECT_TRUE(app->takeEvents().empty());
+    EXPECT_THAT(app->takeEvents(), testing::Not(testing::Contains("motion")));
 
     const auto killed = std::chrono::steady_clock::now();
     ::kill(watch->pid(), SIGKILL);

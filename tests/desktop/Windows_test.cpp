@@ -61,6 +61,7 @@ TEST_F(WindowsTest, ANumberThatIsGivenAgainIsAnotherWindow) {
     EXPECT_EQ(second.id, id);
     EXPECT_EQ(second.bounds, (Rect{5, 5, 50, 50}));
     EXPECT_NE(second.generation, first.generation);
+    EXPECT_EQ(desktop->generationOf(id), second.generation);
     EXPECT_THAT(titles(), ElementsAre("second"));
 }
 

@@ -13,6 +13,7 @@ namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::IsSupersetOf;
@@ -66,6 +67,26 @@ TEST_P(TapAndApp, APinchWithTheGateIsOursAndOneWithoutIsTheApplications) {
     EXPECT_THAT(taken(), IsEmpty());
     EXPECT_THAT(takenByApp("pinch"),
                 ElementsAre("pinch begin", "pinch update", "pinch update", "pinch end"));
+}
+
+// Alt alone, down and up, opens an application's menu.
+TEST_P(TapAndApp, TheGateIsNotAloneForTheApplication) {
+    startAll();
+    hands->press(Key::AltL);
+    hands->pinch({1.0, 1.1});
+    settle();
+    hands->pinch({1.0, 1.1});
+    hands->release(Key::AltL);
+    ASSERT_TRUE(await("release gateUp"));
+    settle();
+    const auto keys = takenByApp("key");
+    ASSERT_EQ(keys.size(), 4U);
+    EXPECT_EQ(keys[0], "key 64 down");
+    EXPECT_THAT(keys[1], EndsWith(" down state 8"));
+    EXPECT_THAT(keys[1], Not(HasSubstr("key 64")));
+    EXPECT_THAT(keys[2], EndsWith(" up state 8"));
+    EXPECT_EQ(keys[3], "key 64 up state 8");
+    EXPECT_THAT(taken(), Not(Contains("hotKey down")));
 }
 
 TEST_P(TapAndApp, AClickWhileEngagedIsPlainAndTheGateGoesOn) {

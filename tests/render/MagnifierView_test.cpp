@@ -44,6 +44,8 @@ TEST_F(MagnifierViewTest, ZoomsAboutTheFocus) {
     view->apply({800, 600}, 2.5);
     EXPECT_EQ(imageFrame(), (Rect{-1200, -900, 2000, 1500}));
     EXPECT_EQ(view->clipLayer()->frame(), (Rect{100, 430, 800, 600}));
+    view->apply({0, 0}, 2);
+    EXPECT_FALSE(std::signbit(imageFrame().x)) << "-0 would be seen in traces";
 }
 
 TEST_F(MagnifierViewTest, HoldsTheFocusInTheWindow) {
@@ -120,6 +122,11 @@ TEST_F(MagnifierViewTest, TheLimitTouchesNeitherAShownNorAClosedLens) {
     view->releaseSession();
     EXPECT_FALSE(view->awaitingFirstFrame);
     wait(1);
+    EXPECT_EQ(clipOpacity(), 0);
+    beginSession();
+    view->releaseArmed();
+    wait(1);
+    EXPECT_TRUE(view->awaitingFirstFrame) << "nothing was faded in";
     EXPECT_EQ(clipOpacity(), 0);
 }
 

@@ -26,6 +26,21 @@ TEST(Text, TrimsUnicodeSpaceAtTheEndsOnly) {
     EXPECT_EQ(trimmed(""), "");
 }
 
+TEST(Text, PrintableIsValidTextOnOneLineWhateverComes) {
+    EXPECT_EQ(printable("a\tb\r\nc\u2028d\u00A0e"), "a b  c d e");
+    EXPECT_EQ(printable("\x1B[1m\u0085\u009B\u202Ex\u2066y\u200F"), "[1m xy");
+    // Halves of pairs, what is longer than it has to be, beyond the last character.
+    EXPECT_EQ(printable("\xED\xA0\x80."), "\uFFFD\uFFFD\uFFFD.");
+    EXPECT_EQ(printable("\xE0\x80\xAF."), "\uFFFD\uFFFD\uFFFD.");
+    EXPECT_EQ(printable("\xF4\x90\x80\x80."), "\uFFFD\uFFFD\uFFFD\uFFFD.");
+    EXPECT_EQ(printable("\xC3(\xFF\x80"), "\uFFFD(\uFFFD\uFFFD");
+    // Cut off in the middle of a character.
+    EXPECT_EQ(printable("é\xC3"), "é");
+    EXPECT_EQ(printable("\xF0\x9F\x98"), "");
+    EXPECT_EQ(printable("\xF0\x9F("), "\uFFFD\uFFFD(");
+    EXPECT_EQ(fromLatin1("a\xE9\x80"), "a\u00E9\u0080");
+}
+
 TEST(Text, FixedRoundsTheExactValueAndHasRoomForEveryDouble) {
     EXPECT_EQ(fixed(0.04, 3), "0.040");
     EXPECT_EQ(fixed(-1234567.0625, 3), "-1234567.062");

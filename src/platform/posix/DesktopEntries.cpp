@@ -20,13 +20,6 @@ constexpr std::string_view suffix = ".desktop";
 constexpr std::size_t mostEntries = 10'000;
 constexpr std::uintmax_t largestFile = std::uintmax_t{1} << 20;
 
-std::string lowerCase(std::string text) {
-    std::ranges::transform(text, text.begin(), [](char c) {
-        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    });
-    return text;
-}
-
 std::string contentOf(const fs::path& file) {
     std::error_code error;
     const std::uintmax_t size = fs::file_size(file, error);
@@ -95,7 +88,7 @@ std::optional<DesktopEntry> DesktopEntries::forWindowClass(const std::string& in
     const std::lock_guard lock(mutex_);
     for (const auto* const index : {&byWmClass_, &byId_, &byLastPart_}) {
         for (const std::string& name : {className, instanceName}) {
-            if (const DesktopEntry* const entry = entryWith(*index, lowerCase(name)))
+            if (const DesktopEntry* const entry = entryWith(*index, text::asciiLowerCased(name)))
                 return *entry;
         }
     }
@@ -142,10 +135,11 @@ void DesktopEntries::readFolder(const fs::path& folder) {
         std::ranges::replace(id, '/', '-');
         auto entry = parseDesktopEntry(id, contentOf(file));
         // Several entries may claim a class; the first of them has it.
-        if (!entry || !byId_.try_emplace(lowerCase(id), entries_.size()).second)
+        if (!entry || !byId_.try_emplace(text::asciiLowerCased(id), entries_.size()).second)
             continue;
-        byWmClass_.try_emplace(lowerCase(entry->startupWmClass), entries_.size());
-        byLastPart_.try_emplace(lowerCase(id.substr(id.rfind('.') + 1)), entries_.size());
+        byWmClass_.try_emplace(text::asciiLowerCased(entry->startupWmClass), entries_.size());
+        byLastPart_.try_emplace(text::asciiLowerCased(id.substr(id.rfind('.') + 1)),
+                                entries_.size());
         entries_.push_back(std::move(*entry));
     }
 }

@@ -76,17 +76,17 @@ ThreadExecutor::ThreadExecutor(std::size_t threadCount) {
         threads_.emplace_back([this] { run(); });
 }
 
-ThreadExecutor::~ThreadExecutor() {
+void ThreadExecutor::end() {
+    decltype(waiting_) dropped;
     {
         const std::lock_guard lock(mutex_);
         ending_ = true;
+        dropped.swap(waiting_);
     }
     changed_.notify_all();
     for (std::thread& thread : threads_)
         thread.join();
-    // Work may post as it is let go of.
-    while (!waiting_.empty())
-        std::exchange(waiting_, {}).clear();
+    threads_.clear();
 }
 
 void ThreadExecutor::post(Work work) {
@@ -98,6 +98,8 @@ void ThreadExecutor::postAfter(double seconds, Work work) {
         std::chrono::duration<double>(seconds));
     {
         const std::lock_guard lock(mutex_);
+        if (ending_)
+            return;
         const Due due = std::chrono::steady_clock::now() + delay;
         waiting_.emplace(std::pair(due, nextSequence_++), std::move(work));
     }

@@ -53,10 +53,14 @@ class ThreadExecutor final : public BackgroundExecutor {
 public:
     explicit ThreadExecutor(std::size_t threadCount);
 
-    /// Waits for the work that runs, and drops the rest.
-    ~ThreadExecutor() override;
+    ~ThreadExecutor() override { end(); }
     ThreadExecutor(const ThreadExecutor&) = delete;
     ThreadExecutor& operator=(const ThreadExecutor&) = delete;
+
+    /// Waits for the work that runs, and drops the rest and whatever is posted from then on. Where
+    /// work uses something that posts here in turn, such as a service that answers, this comes
+    /// before the end of either. Not on one of its own threads.
+    void end();
 
     void post(Work work) override;
     void postAfter(double seconds, Work work) override;

@@ -32,11 +32,12 @@ template <typename Predicate>
 std::vector<SimSurface::Patch> patchesIn(const DesktopState& state, const Rect& source,
                                          const Predicate& isHidden) {
     std::vector<SimSurface::Patch> patches;
-    for (auto window = state.windows.rbegin(); window != state.windows.rend(); ++window) {
-        if (intersects(window->bounds, source) && !isHidden(*window))
+    for (const Window& window : state.windows) {
+        if (intersects(window.bounds, source) && !isHidden(window))
             patches.push_back(
-                {window->bounds, pixelOf(window->color), std::clamp(window->alpha, 0.0, 1.0)});
+                {window.bounds, pixelOf(window.color), std::clamp(window.alpha, 0.0, 1.0)});
     }
+    std::ranges::reverse(patches);
     return patches;
 }
 

@@ -50,8 +50,10 @@ public:
         if (presented.opacity < 1)
             canvas_.beginGroup();
         drawShadow(style.shadow, shape);
-        canvas_.paint(shape.rect,
-                      [&](Point p) { return Shade(style.backgroundColor, shape.coverage(p)); });
+        if (style.backgroundColor.alpha > 0) {
+            canvas_.paint(shape.rect,
+                          [&](Point p) { return Shade(style.backgroundColor, shape.coverage(p)); });
+        }
         if (style.masksToBounds)
             canvas_.pushClip(shape);
         drawContents(presented.layer, shape.rect);
@@ -140,14 +142,18 @@ private:
 
     static double letterCoverage(char32_t codePoint, Point pixel, const Rect& letter) {
         int hits = 0;
-        for (int i = 0; i < letterSamples * letterSamples; ++i) {
-            const double x = pixel.x - 0.5 + (i % letterSamples + 0.5) / letterSamples;
-            const double y = pixel.y - 0.5 + (i / letterSamples + 0.5) / letterSamples; // NOLINT
-            if (!letter.contains({x, y}))
-                continue;
-            const auto column = static_cast<int>((x - letter.x) / letter.width * blockFontColumns);
-            const auto row = static_cast<int>((y - letter.y) / letter.height * blockFontRows);
-            hits += isFilled(codePoint, column, row) ? 1 : 0;
+        for (int i = 0; i < letterSamples; ++i) {
+            for (int j = 0; j < letterSamples; ++j) {
+                const Point sample{pixel.x - 0.5 + (i + 0.5) / letterSamples,
+                                   pixel.y - 0.5 + (j + 0.5) / letterSamples};
+                if (!letter.contains(sample))
+                    continue;
+                const auto column =
+                    static_cast<int>((sample.x - letter.x) / letter.width * blockFontColumns);
+                const auto row =
+                    static_cast<int>((sample.y - letter.y) / letter.height * blockFontRows);
+                hits += isFilled(codePoint, column, row) ? 1 : 0;
+            }
         }
         return static_cast<double>(hits) / (letterSamples * letterSamples);
     }

@@ -12,9 +12,9 @@ namespace lentora::sim {
 class SimCaptureStream final : public CaptureStream,
                                public std::enable_shared_from_this<SimCaptureStream> {
 public:
-    SimCaptureStream(SimCaptureStreams& service, const CaptureFilter& filter,
+    SimCaptureStream(SimCaptureStreams& service, CaptureFilter filter,
                      const CaptureConfiguration& configuration, std::weak_ptr<CaptureOutput> output)
-        : service_(service), contracts_(service.contracts_), filter_(filter),
+        : service_(service), contracts_(service.contracts_), filter_(std::move(filter)),
           configuration_(configuration), output_(std::move(output)) {}
 
     ~SimCaptureStream() override {

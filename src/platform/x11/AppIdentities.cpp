@@ -1,5 +1,7 @@
 #include "platform/x11/AppIdentities.h"
 
+#include "support/Text.h"
+
 #include <algorithm>
 #include <array>
 #include <optional>
@@ -48,13 +50,6 @@ constexpr std::array<Kind, 3> kinds{{
     {"WebBrowser", "com.apple.Safari"},
 }};
 
-std::string lowerCase(std::string text) {
-    std::ranges::transform(text, text.begin(), [](char c) {
-        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    });
-    return text;
-}
-
 // "firefox", "firefox-esr" and "firefox_beta", and not "firefoxy".
 bool isNamed(const std::string& lowerName, std::string_view browser) {
     if (!lowerName.starts_with(browser))
@@ -65,7 +60,7 @@ bool isNamed(const std::string& lowerName, std::string_view browser) {
 }
 
 std::optional<std::string> browserNamed(const std::string& className) {
-    const std::string name = lowerCase(className);
+    const std::string name = text::asciiLowerCased(className);
     for (const Browser& browser : browsers) {
         if (isNamed(name, browser.name))
             return std::string(browser.identifier);
@@ -88,7 +83,7 @@ std::string identifierOf(const std::string& instanceName, const std::string& cla
         return *browser;
     if (entry)
         return kindOf(*entry).value_or(entry->id);
-    return lowerCase(className.empty() ? instanceName : className);
+    return text::asciiLowerCased(className.empty() ? instanceName : className);
 }
 
 } // namespace
@@ -108,6 +103,7 @@ AppIdentity AppIdentities::of(const std::string& instanceName, const std::string
     if (isNew) {
         const auto entry = entries_.forWindowClass(instanceName, className);
         identity.identifier = identifierOf(instanceName, className, entry);
+        identity.isKnown = entry || browserNamed(className.empty() ? instanceName : className);
         identity.name = entry ? entry->name : className.empty() ? instanceName : className;
     }
     return identity;

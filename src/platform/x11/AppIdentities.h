@@ -19,6 +19,8 @@ struct AppIdentity {
     std::string identifier;
     /// For people. Empty when the windows say nothing.
     std::string name;
+    /// A browser, or an application with a desktop file: more than what a window says of itself.
+    bool isKnown = false;
 };
 
 /// Any thread. `entries` outlives it.

@@ -29,18 +29,18 @@ std::chrono::steady_clock::duration seconds(double value) {
 }
 
 PixelRect regionOf(const CaptureFilter& filter, const CaptureConfiguration& configuration,
-                   double scale) {
+                   const ScreenSpace& space) {
     Rect onDesktop = configuration.sourceRect;
     onDesktop.x += filter.display.frame.x;
     onDesktop.y += filter.display.frame.y;
-    return toPixels(onDesktop, scale);
+    return space.toPixels(onDesktop);
 }
 
 } // namespace
 
 CaptureSession::CaptureSession(Setup setup)
     : setup_(std::move(setup)), server_(setup_.server), farewell_{server_},
-      region_(regionOf(setup_.filter, setup_.configuration, setup_.scale)),
+      region_(regionOf(setup_.filter, setup_.configuration, setup_.space)),
       interval_(seconds(setup_.configuration.minimumFrameInterval)),
       messages_(server_->connection()), stack_(server_->root()),
       filter_(*server_, messages_, setup_.filter, setup_.generationOf,
@@ -246,21 +246,22 @@ void CaptureSession::updateLayers() {
     std::vector<PixelRect> hiding;
     std::vector<CapturedWindow*> seen;
     std::vector<std::uint64_t> watched;
-    for (auto window = stack_.windows().rbegin(); window != stack_.windows().rend(); ++window) {
-        const PixelRect part = intersection(window->bounds(), region_);
+    const std::vector<TopLevel> fromTop(stack_.windows().rbegin(), stack_.windows().rend());
+    for (const TopLevel& window : fromTop) {
+        const PixelRect part = intersection(window.bounds(), region_);
         const bool isCandidate =
-            window->isMapped && !part.isEmpty() && !filter_.isLeftOut(*window) &&
+            window.isMapped && !part.isEmpty() && !filter_.isLeftOut(window) &&
             std::ranges::none_of(hiding, [&](const PixelRect& r) { return r.contains(part); });
         if (!isCandidate)
             continue;
-        CapturedWindow& candidate = watch(*window);
-        watched.push_back(window->serial);
+        CapturedWindow& candidate = watch(window);
+        watched.push_back(window.serial);
         if (isReady_ && candidate.isVisible()) {
-            candidate.follow(*window);
+            candidate.follow(window);
             seen.push_back(&candidate);
         }
         if (candidate.isOpaque())
-            hiding.push_back(window->bounds());
+            hiding.push_back(window.bounds());
     }
     std::erase_if(windows_, [&](const auto& entry) {
         return std::ranges::find(watched, entry.first) == watched.end();

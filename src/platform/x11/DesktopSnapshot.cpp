@@ -3,7 +3,6 @@
 #include "platform/WindowList.h"
 
 #include <algorithm>
-#include <ranges>
 #include <utility>
 
 namespace lentora::x11 {
@@ -71,7 +70,7 @@ int layerOf(const TrackedWindow& window, const LayerSurroundings& surroundings) 
 DesktopSnapshot snapshotOf(const WindowTracker& tracker, SnapshotContext context) {
     DesktopSnapshot snapshot;
     const LayerSurroundings surroundings{context.ownPid, context.layout.monitors};
-    for (const TrackedWindow& window : tracker.stack() | std::views::reverse) {
+    for (const TrackedWindow& window : tracker.stack()) {
         const ClientProperties& properties = window.properties;
         // One without an owner is not read yet, or was gone when it was to be read.
         if (!window.mapped || !window.drawable || !properties.pid)
@@ -88,6 +87,7 @@ DesktopSnapshot snapshotOf(const WindowTracker& tracker, SnapshotContext context
                                     .isOnScreen = isOnScreen(window, context),
                                     .isDesktop = properties.type == WindowType::desktop});
     }
+    std::ranges::reverse(snapshot.windows);
     snapshot.focusedWindow = context.focusedWindow;
     snapshot.layout = std::move(context.layout);
     return snapshot;

@@ -46,7 +46,7 @@ struct DesktopSnapshot {
 struct LayerSurroundings {
     /// The process of this program.
     int ownPid = 0;
-    std::vector<Monitor> monitors;
+    std::vector<Monitor> monitors = {};
 };
 
 /// How high the window floats, in the numbers of `windowLayer`.
@@ -63,9 +63,9 @@ int layerOf(const TrackedWindow& window, const LayerSurroundings& surroundings);
 /// What the snapshot depends on beside the windows.
 struct SnapshotContext {
     int ownPid = 0;
-    std::optional<std::uint32_t> currentDesktop;
-    std::optional<WindowId> focusedWindow;
-    ScreenLayout layout;
+    std::optional<std::uint32_t> currentDesktop = {};
+    std::optional<WindowId> focusedWindow = {};
+    ScreenLayout layout = {};
 };
 
 DesktopSnapshot snapshotOf(const WindowTracker& tracker, SnapshotContext context);

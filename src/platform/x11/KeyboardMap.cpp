@@ -99,6 +99,10 @@ KeyboardMap::KeyboardMap(const Mapping& mapping) {
         // The plain meaning of the key; what it means with Shift or in another layout is not it.
         const xcb_keysym_t keysym = mapping.keysyms[i * perKey];
         flags_[keycode] = flagsOf(keysym);
+        const auto* const meanings = &mapping.keysyms[i * perKey];
+        if (modifiersOfKey_[keycode] == 0 &&
+            std::all_of(meanings, meanings + perKey, [](xcb_keysym_t s) { return s == 0; }))
+            unusedKeycode_ = static_cast<xcb_keycode_t>(keycode);
         if (isLock(keysym))
             lockMasks_ |= modifiersOfKey_[keycode];
         if (keysym == XK_Escape)

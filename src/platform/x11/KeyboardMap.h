@@ -50,6 +50,9 @@ public:
     /// one bit for each modifier that any of its keys is bound to.
     ModifierMask masksOf(EventFlags family) const;
 
+    /// A key code that means nothing: no key of this keyboard types or does anything with it.
+    std::optional<xcb_keycode_t> unusedKeycode() const { return unusedKeycode_; }
+
     /// The modifiers that are on without a key being held: Caps Lock, Num Lock, Scroll Lock.
     ModifierMask lockMasks() const { return lockMasks_; }
 
@@ -58,6 +61,7 @@ private:
     std::array<std::int32_t, 256> coreKeyCodes_{};
     std::array<ModifierMask, 256> modifiersOfKey_{};
     ModifierMask lockMasks_ = 0;
+    std::optional<xcb_keycode_t> unusedKeycode_;
 };
 
 } // namespace lentora::x11

@@ -2,10 +2,9 @@
 // holding the gate key.
 //
 // An application takes the modifiers of a click from the state of the server's keyboard, so the
-// gate key has to be up while the click goes through. The XTEST extension can let go of a key in
-// the name of the very device that holds it: the server then believes it up, and drops the
-// physical release as a repetition when it comes. If this program ends half-way, the gate key
-// merely counts as up until it is pressed again.
+// gate key has to be up while the click goes through. It is let go of in the name of the device
+// that holds it (FakeInput). If this program ends half-way, the gate key merely counts as up until
+// it is pressed again.
 //
 // The order on a grabbed press, all in one batch:
 //   1. the passive grab of the button is taken away, so that the new press does not run into it;
@@ -19,14 +18,12 @@
 
 #include "input/EventFlags.h"
 #include "platform/x11/Connection.h"
+#include "platform/x11/FakeInput.h"
 #include "platform/x11/ModifierTracker.h"
 #include "platform/x11/PassiveGrabs.h"
 
 #include <xcb/xinput.h>
 
-#include <array>
-#include <cstdint>
-#include <memory>
 #include <vector>
 
 namespace lentora::x11 {
@@ -34,62 +31,31 @@ namespace lentora::x11 {
 /// The tap's thread.
 class PlainClicks {
 public:
-    /// Nothing when the server has no XTEST.
-    static std::unique_ptr<PlainClicks> open(const Connection& connection);
+    PlainClicks(const Connection& connection, FakeInput& fakes)
+        : connection_(connection), fakes_(fakes) {}
 
     /// Passes a grabbed press on without the modifiers in `taken`.
     void passOn(const xcb_input_button_press_event_t& press, EventFlags taken,
                 const ModifierTracker& modifiers, const KeyboardMap& map, PassiveGrabs& grabs);
 
-    /// To be told of every raw key and button event. `sawKey` answers true for the echo of a key
-    /// that was let go of or pressed here, which is nothing that the user did.
-    bool sawKey(const xcb_input_raw_key_press_event_t& event, bool down);
-    void sawButton(const xcb_input_raw_button_press_event_t& event, bool down);
+    /// To be told of every raw key and button event that the user caused.
+    void sawKey(const FakeInput::Change& change);
+    void sawButton(const FakeInput::Change& change);
 
     /// Keys that the user holds are up for the server.
     bool isUnderWay() const { return !lifted_.empty(); }
 
 private:
-    struct Key {
-        xcb_keycode_t keycode = 0;
-        xcb_input_device_id_t device = 0;
-        bool operator==(const Key&) const = default;
-    };
-    struct Change {
-        std::uint32_t detail = 0;
-        xcb_input_device_id_t device = 0;
-        bool down = false;
-        bool operator==(const Change&) const = default;
-    };
-    // What a request of ours brings about. Events carry the number of the last request that the
-    // server had carried out for us, so that an echo is told from what the user does by it.
-    struct Echo {
-        Change change;
-        unsigned sequence = 0;
-    };
-
-    PlainClicks(const Connection& connection, std::uint8_t firstInputEvent)
-        : connection_(connection), firstInputEvent_(firstInputEvent) {}
-
     void endClick();
-    void fakeKey(const Key& key, bool down);
-    void fakeButton(const Change& change);
-    unsigned fake(std::uint8_t event, std::uint32_t detail, xcb_input_device_id_t device);
-    static bool takeEcho(std::vector<Echo>& echoes, const Change& change, unsigned sequence);
-    static bool isExpected(const std::vector<Echo>& echoes, const Change& change);
 
     const Connection& connection_;
-    const std::uint8_t firstInputEvent_;
-    // Which device each key was last pressed on.
-    std::array<xcb_input_device_id_t, 256> deviceOfKey_{};
+    FakeInput& fakes_;
     // The last physical button press: a grabbed press tells its button after the user's mapping,
     // XTEST wants the one before it.
-    Change lastPress_;
-    // The keys let go of for the click that is under way, and its button.
-    std::vector<Key> lifted_;
-    Change clickRelease_;
-    std::vector<Echo> keyEchoes_;
-    std::vector<Echo> buttonEchoes_;
+    FakeInput::Change lastPress_;
+    // The releases of the keys let go of for the click that is under way, and of its button.
+    std::vector<FakeInput::Change> lifted_;
+    FakeInput::Change clickRelease_;
 };
 
 } // namespace lentora::x11

@@ -19,7 +19,8 @@ double scaleOf(std::optional<double> dotsPerInch) {
 
 ScreenLayout screenLayout(std::vector<Monitor> monitors, double scale) {
     std::erase_if(monitors, [](const Monitor& monitor) { return monitor.rect.isEmpty(); });
-    std::ranges::stable_partition(monitors, &Monitor::primary);
+    std::stable_partition(monitors.begin(), monitors.end(),
+                          [](const Monitor& monitor) { return monitor.primary; });
     ScreenLayout layout{.monitors = std::move(monitors), .space = {.scale = scale}};
     if (!layout.monitors.empty()) {
         layout.space.originX = layout.monitors.front().rect.x;

@@ -63,12 +63,14 @@ TapSession::TapSession(std::unique_ptr<Connection> connection, Connection::Exten
     : connection_(std::move(connection)), xinput_(xinput),
       hasGestures_(xinputMinor >= xi::gestureMinorVersion), wheelZoom_(options.wheelZoom),
       idle_(options.idle), log_(log), client_(std::move(client)), map_(map),
-      grabs_(*connection_, hasGestures_), plainClicks_(PlainClicks::open(*connection_)) {
+      grabs_(*connection_, hasGestures_), fakes_(FakeInput::open(*connection_)) {
     if (!hasGestures_) {
         report("!! the X server has XInput 2." + std::to_string(xinputMinor) +
                ", touchpad pinches need 2.4 -> only the wheel and the shortcut open a lens");
     }
-    if (!plainClicks_)
+    if (fakes_)
+        plainClicks_.emplace(*connection_, *fakes_);
+    else
         report("!! the X server has no XTEST -> clicks under an open lens keep the modifier");
     selectEvents();
     updateTouchpads();
@@ -259,8 +261,12 @@ void TapSession::dispatchInput(const xcb_ge_generic_event_t& event) {
 
 void TapSession::rawKey(const xcb_input_raw_key_press_event_t& event, bool down) {
     const auto keycode = static_cast<xcb_keycode_t>(event.detail);
-    if (plainClicks_ && plainClicks_->sawKey(event, down))
-        return;
+    if (fakes_) {
+        const FakeInput::Change change{event.detail, event.sourceid, down};
+        if (fakes_->sawKey(change, event.full_sequence))
+            return;
+        plainClicks_->sawKey(change);
+    }
     keysChangedSinceAsked_ = true;
     // The keyboard that this key is on may have a map of its own, which the server has just put in
     // place: with the old one the key would mean something else.
@@ -270,6 +276,7 @@ void TapSession::rawKey(const xcb_input_raw_key_press_event_t& event, bool down)
     if (map_.modifierFlags(keycode) != 0) {
         // A shortcut may follow, and the program that had it may be gone by now.
         retryIsDue_ = retryIsDue_ || down;
+        gateIsMasked_ = gateIsMasked_ && !down;
         deliverFlags();
         return;
     }
@@ -301,14 +308,38 @@ void TapSession::grabbedKey(const xcb_input_key_press_event_t& event) {
     xcb_flush(connection_->get());
 }
 
+// An application that sees the gate key go down and up with nothing between opens its menu, and
+// some desktops open theirs. Between the two, it gets a key that means nothing.
+void TapSession::maskGate() {
+    const auto unused = map_.unusedKeycode();
+    if (gateIsMasked_ || !fakes_ || !unused || (plainClicks_ && plainClicks_->isUnderWay()))
+        return;
+    for (std::size_t i = 0; i < modifiers_.down().size(); ++i) {
+        const auto keycode = static_cast<xcb_keycode_t>(i);
+        const auto device = fakes_->deviceOfKey(keycode);
+        if (!modifiers_.down().test(i) || device == 0 ||
+            !isHeld(interest_.gate, map_.modifierFlags(keycode)))
+            continue;
+        fakes_->key({*unused, device, true});
+        fakes_->key({*unused, device, false});
+        xcb_flush(connection_->get());
+        gateIsMasked_ = true;
+        return;
+    }
+}
+
 void TapSession::rawButton(const xcb_input_raw_button_press_event_t& event, bool down) {
-    if (plainClicks_)
-        plainClicks_->sawButton(event, down);
+    if (!fakes_)
+        return;
+    const FakeInput::Change change{event.detail, event.sourceid, down};
+    if (!fakes_->sawButton(change, event.full_sequence))
+        plainClicks_->sawButton(change);
 }
 
 void TapSession::grabbedButton(const xcb_input_button_press_event_t& event) {
     const EventFlags flags = modifiers_.flags(map_);
     if (event.detail == wheelUp || event.detail == wheelDown) {
+        maskGate();
         deliver({.type = EventType::magnify,
                  .flags = flags,
                  .magnification = event.detail == wheelUp ? wheelNotch : -wheelNotch});
@@ -330,6 +361,7 @@ void TapSession::pinch(const xcb_input_gesture_pinch_begin_event_t& event, Gestu
     // The server tells the size of the pinch against its begin, the client wants the steps.
     const double scale = xi::toDouble(event.scale);
     const double step = scale - std::exchange(pinchScale_, scale);
+    maskGate();
     deliver({.type = EventType::magnify,
              .flags = modifiers_.flags(map_),
              .magnification = step,
@@ -363,6 +395,9 @@ void TapSession::takeInitialKeys() {
 void TapSession::askForKeys() {
     const auto now = Clock::now();
     if (!modifiers_.isAnyDown() || keysAsked_ || now - lastKeyCheck_ < keyCheckInterval)
+        return;
+    // A key let go of for a click is up for the server, whenever its answer is looked at.
+    if (plainClicks_ && plainClicks_->isUnderWay())
         return;
     lastKeyCheck_ = now;
     keysChangedSinceAsked_ = false;

@@ -3,6 +3,7 @@
 
 #include "platform/EventTap.h"
 #include "platform/x11/Connection.h"
+#include "platform/x11/FakeInput.h"
 #include "platform/x11/KeyboardMap.h"
 #include "platform/x11/ModifierTracker.h"
 #include "platform/x11/PassiveGrabs.h"
@@ -55,6 +56,7 @@ private:
     void dispatch(const xcb_generic_event_t& event);
     void dispatchInput(const xcb_ge_generic_event_t& event);
     void rawKey(const xcb_input_raw_key_press_event_t& event, bool down);
+    void maskGate();
     void rawButton(const xcb_input_raw_button_press_event_t& event, bool down);
     void grabbedKey(const xcb_input_key_press_event_t& event);
     void grabbedButton(const xcb_input_button_press_event_t& event);
@@ -78,7 +80,10 @@ private:
     KeyboardMap map_;
     ModifierTracker modifiers_;
     PassiveGrabs grabs_;
-    std::unique_ptr<PlainClicks> plainClicks_;
+    std::optional<FakeInput> fakes_;
+    std::optional<PlainClicks> plainClicks_;
+    // The gate key that is held is no longer the only key that applications have seen.
+    bool gateIsMasked_ = false;
     SwallowInterest interest_;
     bool grabsAreStale_ = true;
     bool hasTouchpad_ = false;

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "platform/x11/Atoms.h"
+#include "platform/x11/ClientReader.h"
 #include "platform/x11/WindowTracker.h"
 
 #include <cstdint>
@@ -24,18 +25,12 @@ public:
     void read(WindowTracker& tracker);
 
     /// How often it has waited for the server.
-    int roundTrips() const { return roundTrips_; }
+    int roundTrips() const { return roundTrips_ + clientReader_.roundTrips(); }
 
 private:
     struct Key {
         WindowId id;
         std::uint64_t generation;
-    };
-
-    struct PropertyQuestion {
-        Key key;
-        Aspects aspect;
-        xcb_get_property_cookie_t cookie;
     };
 
     void readAttributes(WindowTracker& tracker);
@@ -44,17 +39,11 @@ private:
     void searchFrames(WindowTracker& tracker, const std::vector<Key>& frames);
     std::vector<bool> areClients(const WindowTracker& tracker,
                                  const std::vector<WindowId>& windows);
-    void readClients(WindowTracker& tracker);
-    void readProperties(WindowTracker& tracker, const std::vector<const TrackedWindow*>& windows);
-    void readPlainTitles(WindowTracker& tracker, const std::vector<Key>& keys);
-    void readGeometries(WindowTracker& tracker, const std::vector<const TrackedWindow*>& windows);
-    void readOwners(WindowTracker& tracker, const std::vector<const TrackedWindow*>& windows);
 
     const Connection& connection_;
     const Atoms& atoms_;
-    bool hasShapes_ = false;
-    /// The server knows the processes of its clients.
-    bool knowsProcesses_ = false;
+    ClientReader clientReader_;
+    const bool hasShapes_;
     int roundTrips_ = 0;
 };
 

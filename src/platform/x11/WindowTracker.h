@@ -183,7 +183,7 @@ public:
         bool shaped = false;
         bool mapped = false;
         bool overrideRedirect = false;
-        Placement placement;
+        Placement placement = {};
     };
     /// Nothing when the window was gone.
     void attributesRead(WindowId id, std::uint64_t generation,

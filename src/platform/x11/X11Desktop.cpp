@@ -83,6 +83,12 @@ X11Desktop::Snapshot X11Desktop::last() const {
     return last_;
 }
 
+std::optional<std::uint64_t> X11Desktop::generationOf(WindowId id) {
+    const Snapshot snapshot = current();
+    const DesktopWindow* const window = snapshot ? snapshot->find(id) : nullptr;
+    return window == nullptr ? std::nullopt : std::optional(window->generation);
+}
+
 // The thread
 
 void X11Desktop::run() {

@@ -16,6 +16,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -58,6 +59,10 @@ public:
     /// The snapshot made last, never null. Monitors and scale in it are kept up to date; windows
     /// are as they were when somebody asked. Any thread; waits for nothing.
     Snapshot last() const;
+
+    /// The generation of the window that has this number now; nothing when that is none that is
+    /// shown. Waits as `current` does.
+    std::optional<std::uint64_t> generationOf(WindowId id);
 
     /// How often the thread has waited for the server so far. Any thread.
     int roundTrips() const { return roundTrips_; }

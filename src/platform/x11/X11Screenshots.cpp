@@ -54,15 +54,12 @@ std::optional<Picture> read(const CaptureServer& server, const X11Surface& surfa
     xcb_connection_t* c = server.get();
     const auto width = static_cast<std::uint16_t>(surface.width());
     const auto height = static_cast<std::uint16_t>(surface.height());
-    const XcbPtr<xcb_get_image_reply_t> image(
-        xcb_get_image_reply(c,
-                            xcb_get_image(c, XCB_IMAGE_FORMAT_Z_PIXMAP, surface.pixmap(), 0, 0,
-                                          width, height, ~0U),
-                            nullptr));
+    const XcbPtr<xcb_get_image_reply_t> image(xcb_get_image_reply(
+        c, xcb_get_image(c, XCB_IMAGE_FORMAT_Z_PIXMAP, surface.pixmap(), 0, 0, width, height, ~0U),
+        nullptr));
     const std::size_t pixels = std::size_t{width} * height;
     // All servers that are in use keep such pixels in 32 bits.
-    if (!image ||
-        static_cast<std::size_t>(xcb_get_image_data_length(image.get())) < 4 * pixels)
+    if (!image || static_cast<std::size_t>(xcb_get_image_data_length(image.get())) < 4 * pixels)
         return std::nullopt;
     const bool isLittle = xcb_get_setup(c)->image_byte_order == XCB_IMAGE_ORDER_LSB_FIRST;
     const xcb_visualtype_t visual = rootVisual(server);
@@ -113,8 +110,9 @@ std::optional<Picture> take(const X11CaptureStreamsOptions& options, const Captu
     std::atomic<bool> stopping = false;
     const auto frame = std::make_shared<FirstFrame>(stopping);
     {
-        CaptureSession session({server, filter, configuration, options.scale, options.generationOf,
-                                frame, std::make_shared<const posix::WakeEvent>()});
+        CaptureSession session({server, filter, configuration, options.currentSpace(),
+                                options.generationOf, frame,
+                                std::make_shared<const posix::WakeEvent>()});
         session.run(stopping, [] {});
     }
     return frame->surface ? read(*server, *frame->surface) : std::nullopt;
@@ -125,8 +123,8 @@ std::optional<Picture> take(const X11CaptureStreamsOptions& options, const Captu
 X11Screenshots::X11Screenshots(X11CaptureStreamsOptions options, BackgroundExecutor& executor)
     : options_(std::move(options)), executor_(executor) {}
 
-void X11Screenshots::capture(const CaptureFilter& filter,
-                             const CaptureConfiguration& configuration, Answer answer) {
+void X11Screenshots::capture(const CaptureFilter& filter, const CaptureConfiguration& configuration,
+                             Answer answer) {
     executor_.post([options = options_, filter, configuration, answer = std::move(answer)] {
         answer(take(options, filter, configuration));
     });

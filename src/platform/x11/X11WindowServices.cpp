@@ -86,14 +86,19 @@ std::optional<std::string> X11Applications::bundleIdentifier(int pid) const {
     for (const auto& snapshot : {desktop_.last(), desktop_.current()}) {
         if (!snapshot)
             continue;
+        // Some of its windows may have a class of their own choice.
+        std::optional<std::string> identifier;
         for (const DesktopWindow& window : snapshot->windows) {
             if (window.pid != pid)
                 continue;
-            std::string identifier =
-                identities_.of(window.instanceName, window.className).identifier;
-            if (!identifier.empty())
-                return identifier;
+            AppIdentity identity = identities_.of(window.instanceName, window.className);
+            if (identity.isKnown)
+                return std::move(identity.identifier);
+            if (!identifier && !identity.identifier.empty())
+                identifier = std::move(identity.identifier);
         }
+        if (identifier)
+            return identifier;
     }
     return std::nullopt;
 }

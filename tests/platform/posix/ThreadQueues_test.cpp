@@ -71,5 +71,25 @@ TEST(ThreadExecutor, DropsWhatIsNotDueWhenItEnds) {
     EXPECT_FALSE(ran);
 }
 
+TEST(ThreadExecutor, TakesWorkThatPostsAsItGoes) {
+    struct Poster {
+        ~Poster() { executor.post(onGone); }
+        ThreadExecutor& executor;
+        std::function<void()> onGone;
+    };
+    ThreadExecutor executor(1);
+    std::promise<void> gone;
+    executor.post(
+        [poster = std::make_shared<Poster>(executor, [&] { gone.set_value(); })] { (void)poster; });
+    gone.get_future().wait();
+
+    bool ran = false;
+    const auto note = [&ran] { ran = true; };
+    executor.postAfter(3600, [poster = std::make_shared<Poster>(executor, note)] { (void)poster; });
+    executor.end();
+    executor.post(note);
+    EXPECT_FALSE(ran) << "it has ended";
+}
+
 } // namespace
 } // namespace lentora::posix

@@ -61,25 +61,29 @@ TEST_F(LayerPictureTest, AFrameAtOneToOneIsItself) {
 }
 
 TEST_F(LayerPictureTest, MagnifiesBetweenPixels) {
-    Picture source(2, 1);
+    Picture source(2, 2);
     source.at(0, 0) = {0, 0, 0, 255};
     source.at(1, 0) = {200, 100, 40, 255};
+    source.at(0, 1) = source.at(1, 1) = {80, 0, 0, 255};
     layer->setContents(std::make_shared<const Picture>(source));
-    layer->setFrame({0, 0, 8, 4});
+    layer->setFrame({0, 0, 8, 8});
     const Picture drawn = draw();
-    // The centres of the two pixels are 4 apart, at 2 and 6; a pixel's own centre is at a half.
-    EXPECT_EQ(drawn.at(0, 98).red, 0);
-    EXPECT_EQ(drawn.at(2, 98).red, 25);
-    EXPECT_EQ(drawn.at(3, 98).red, 75);
-    EXPECT_EQ(drawn.at(4, 98).red, 125);
-    EXPECT_EQ(drawn.at(5, 98), (Pixel{175, 88, 35, 255}));
-    EXPECT_EQ(drawn.at(7, 98).red, 200);
+    // The centres of the pixels are 4 apart, at 2 and 6; a pixel's own centre is at a half.
+    EXPECT_EQ(drawn.at(0, 92).red, 0);
+    EXPECT_EQ(drawn.at(2, 92).red, 25);
+    EXPECT_EQ(drawn.at(3, 92).red, 75);
+    EXPECT_EQ(drawn.at(4, 92).red, 125);
+    EXPECT_EQ(drawn.at(5, 92), (Pixel{175, 88, 35, 255}));
+    EXPECT_EQ(drawn.at(7, 92).red, 200);
+    EXPECT_EQ(drawn.at(0, 94).red, 10);
+    EXPECT_EQ(drawn.at(0, 95).red, 30);
+    EXPECT_EQ(drawn.at(0, 99).red, 80);
 
     LayerStyle style = layer->style();
     style.magnificationFilter = ContentsFilter::nearest;
     layer->setStyle(style);
-    EXPECT_EQ(draw().at(3, 98).red, 0);
-    EXPECT_EQ(draw().at(4, 98).red, 200);
+    EXPECT_EQ(draw().at(3, 92).red, 0);
+    EXPECT_EQ(draw().at(4, 92).red, 200);
 }
 
 TEST_F(LayerPictureTest, KeepsTheAspectWhereAsked) {
