@@ -19,9 +19,10 @@ protected:
         configuration.height = height;
         auto answered = std::make_shared<std::promise<std::optional<Picture>>>();
         auto answer = answered->get_future();
-        x11::X11Screenshots(options, executor).capture(filter, configuration, [answered](std::optional<Picture> picture) {
-            answered->set_value(std::move(picture));
-        });
+        x11::X11Screenshots(options, executor)
+            .capture(filter, configuration, [answered](std::optional<Picture> picture) {
+                answered->set_value(std::move(picture));
+            });
         if (answer.wait_for(capturePatience) != std::future_status::ready) {
             ADD_FAILURE() << "no answer";
             return std::nullopt;

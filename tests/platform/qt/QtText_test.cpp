@@ -2,7 +2,6 @@
 #include "platform/qt/QtText.h"
 
 #include <QGuiApplication>
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -62,7 +61,7 @@ protected:
 
 TEST_F(QtText, BreaksAtWordsAndDrawsTheLinesThatItMeasured) {
     // Letters without parts above or below, so that lines can be told apart.
-    const auto words = text("nun aus nass nenn rom zorn was man im sees mars rann wann");
+    const auto words = text("nun aus nass nenn rom zorn was man um sees mars rann wann");
     const Size line = measurer.size(words, unlimited);
     for (const double limit : {60.0, 97.5, 150.0, 220.0}) {
         const Size broken = measurer.size(words, limit);
@@ -78,9 +77,9 @@ TEST_F(QtText, ParagraphsHaveTheirSpaces) {
     EXPECT_EQ(measurer.size({}, unlimited), Size{});
     const double line = measurer.size(text("a"), unlimited).height;
     EXPECT_DOUBLE_EQ(measurer.size(text("a\nb"), unlimited).height, 2 * line);
-    EXPECT_DOUBLE_EQ(measurer.size(text("a\nb\n", {.lineSpacing = 3, .paragraphSpacing = 7}), unlimited)
-                         .height,
-                     3 * line + 3 * 3 + 2 * 7);
+    EXPECT_DOUBLE_EQ(
+        measurer.size(text("a\nb\n", {.lineSpacing = 3, .paragraphSpacing = 7}), unlimited).height,
+        3 * line + 3 * 3 + 2 * 7);
     // A paragraph that is made of several runs has the style of the first.
     AttributedText mixed = text("150%", {.lineSpacing = 0, .paragraphSpacing = 7}, 15);
     const double bigLine = measurer.size(mixed, unlimited).height;

@@ -100,8 +100,9 @@ TEST_F(PresentedTreeTest, WhatDiffersIsDrawnAgainAndNothingElse) {
     EXPECT_TRUE(changesSince(before).isEmpty());
 
     card->setFrame({160, 10, 20, 10});
-    EXPECT_THAT(changesSince(before).rects(),
-                testing::UnorderedElementsAre(PixelRect{150, 80, 20, 10}, PixelRect{160, 80, 20, 10}));
+    EXPECT_THAT(
+        changesSince(before).rects(),
+        testing::UnorderedElementsAre(PixelRect{150, 80, 20, 10}, PixelRect{160, 80, 20, 10}));
     before = now();
 
     // The lens, as far as it lies in its frame.
@@ -110,7 +111,7 @@ TEST_F(PresentedTreeTest, WhatDiffersIsDrawnAgainAndNothingElse) {
     before = now();
 
     // A pixel and its neighbours, magnified.
-    damage = PixelRegion({50, 40, 1, 1});
+    damage = PixelRegion({50, 10, 1, 1});
     image->setContents(surface(80, 60));
     EXPECT_THAT(changesSince(before).rects(), testing::ElementsAre(PixelRect{28, 38, 7, 7}));
     before = now();
@@ -120,8 +121,9 @@ TEST_F(PresentedTreeTest, WhatDiffersIsDrawnAgainAndNothingElse) {
 
     // All that lies in a layer looks different with its opacity.
     root->setOpacity(0.5);
-    EXPECT_THAT(changesSince(before).rects(),
-                testing::UnorderedElementsAre(PixelRect{10, 20, 80, 60}, PixelRect{160, 80, 20, 10}));
+    EXPECT_THAT(
+        changesSince(before).rects(),
+        testing::UnorderedElementsAre(PixelRect{10, 20, 80, 60}, PixelRect{160, 80, 20, 10}));
     before = now();
     clip->setOpacity(0);
     EXPECT_THAT(changesSince(before).rects(), testing::ElementsAre(PixelRect{10, 20, 80, 60}));
