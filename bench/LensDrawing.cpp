@@ -1,0 +1,424 @@
+// What drawing a lens costs, beside a bare client of the server that draws the same pixels of the
+// same frame with a single request and nothing around them. Both are measured on one test desktop,
+// in turns: the processor time of the server, and that of the program's main thread.
+#include "platform/posix/PosixClock.h"
+#include "platform/qt/QtDescriptorWatches.h"
+#include "platform/qt/QtMainQueue.h"
+#include "platform/qt/QtText.h"
+#include "platform/x11/PanelServer.h"
+#include "platform/x11/X11CaptureStreams.h"
+#include "platform/x11/X11Panels.h"
+#include "platform/x11/X11Surface.h"
+#include "render/Glyph.h"
+#include "render/LayerTransactions.h"
+#include "testdesktop/TestDesktop.h"
+
+#include <QEventLoop>
+#include <QGuiApplication>
+#include <QTimer>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace lentora {
+namespace {
+
+constexpr int frames = 60;
+constexpr int rounds = 3;
+// A little longer than a refresh, so that each change is drawn.
+constexpr int paceMs = 18;
+
+double seconds(clockid_t clock) {
+    std::timespec time{};
+    clock_gettime(clock, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+// Milliseconds of processor time.
+struct Cost {
+    double client = 0;
+    double server = 0;
+    double bytes = 0;
+};
+
+class Stopwatch {
+public:
+    explicit Stopwatch(pid_t server) {
+        clock_getcpuclockid(server, &server_);
+        client0_ = seconds(CLOCK_THREAD_CPUTIME_ID);
+        server0_ = seconds(server_);
+    }
+
+    Cost stop(int count) const {
+        return {(seconds(CLOCK_THREAD_CPUTIME_ID) - client0_) * 1000 / count,
+                (seconds(server_) - server0_) * 1000 / count, 0};
+    }
+
+private:
+    clockid_t server_{};
+    double client0_ = 0;
+    double server0_ = 0;
+};
+
+double median(std::vector<double> values) {
+    std::ranges::sort(values);
+    return values[values.size() / 2];
+}
+
+void runFor(int milliseconds) {
+    QEventLoop loop;
+    QTimer::singleShot(milliseconds, Qt::PreciseTimer, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+// Brings the samples to the main thread.
+class Frames final : public CaptureOutput {
+public:
+    explicit Frames(MainQueue& queue) : queue_(queue) {}
+
+    void didOutputSample(const CaptureSample& sample) override {
+        queue_.post([this, surface = sample.surface] {
+            newest = surface;
+            if (onFrame)
+                onFrame();
+        });
+    }
+
+    std::shared_ptr<const Surface> newest;
+    std::function<void()> onFrame;
+
+private:
+    MainQueue& queue_;
+};
+
+// A window full of pixels that differ, which can change a little.
+class Window {
+public:
+    Window(const std::string& display, std::uint16_t width, std::uint16_t height) {
+        std::string error;
+        connection_ = x11::Connection::open(display, error);
+        xcb_connection_t* c = connection_->get();
+        id_ = xcb_generate_id(c);
+        gc_ = xcb_generate_id(c);
+        const std::array<std::uint32_t, 2> values{0x336699, 1};
+        xcb_create_window(c, XCB_COPY_FROM_PARENT, id_, connection_->root(), 0, 0, width, height, 0,
+                          XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+                          XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values.data());
+        xcb_create_gc(c, gc_, id_, 0, nullptr);
+        xcb_map_window(c, id_);
+        for (std::uint16_t y = 0; y < height; y += 8) {
+            for (std::uint16_t x = 0; x < width; x += 16)
+                fill({static_cast<std::int16_t>(x), static_cast<std::int16_t>(y), 16, 8},
+                     x * 2654435761U + y * 40503U);
+        }
+        finish();
+    }
+
+    void fill(const xcb_rectangle_t& part, std::uint32_t color) {
+        xcb_change_gc(connection_->get(), gc_, XCB_GC_FOREGROUND, &color);
+        xcb_poly_fill_rectangle(connection_->get(), id_, gc_, 1, &part);
+        xcb_flush(connection_->get());
+    }
+
+    void finish() const {
+        const x11::XcbPtr<xcb_get_input_focus_reply_t> reply(xcb_get_input_focus_reply(
+            connection_->get(), xcb_get_input_focus(connection_->get()), nullptr));
+    }
+
+private:
+    std::unique_ptr<x11::Connection> connection_;
+    xcb_window_t id_ = XCB_NONE;
+    xcb_gcontext_t gc_ = XCB_NONE;
+};
+
+// Draws the lens's picture with one request for each frame.
+class BareClient {
+public:
+    BareClient(const std::string& display, const x11::X11Surface& surface) : surface_(surface) {
+        std::string error;
+        server_ = x11::PanelServer::open(display, error);
+        xcb_connection_t* c = server_->get();
+        window_ = xcb_generate_id(c);
+        const std::array<std::uint32_t, 4> values{0, 0, 1, server_->colormap()};
+        xcb_create_window(c, 32, window_, server_->root(), 0, 0,
+                          static_cast<std::uint16_t>(surface.width()),
+                          static_cast<std::uint16_t>(surface.height()), 0,
+                          XCB_WINDOW_CLASS_INPUT_OUTPUT, server_->visual(),
+                          XCB_CW_BACK_PIXEL | XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT |
+                              XCB_CW_COLORMAP,
+                          values.data());
+        xcb_map_window(c, window_);
+        picture_ = xcb_generate_id(c);
+        source_ = xcb_generate_id(c);
+        xcb_render_create_picture(c, picture_, window_, server_->colorFormat(), 0, nullptr);
+        const std::uint32_t repeat = XCB_RENDER_REPEAT_PAD;
+        xcb_render_create_picture(c, source_, surface.pixmap(), server_->rootFormat(),
+                                  XCB_RENDER_CP_REPEAT, &repeat);
+        constexpr std::string_view filter = "bilinear";
+        xcb_render_set_picture_filter(c, source_, filter.size(), filter.data(), 0, nullptr);
+        finish();
+    }
+    ~BareClient() {
+        xcb_destroy_window(server_->get(), window_);
+        finish();
+    }
+    BareClient(const BareClient&) = delete;
+    BareClient& operator=(const BareClient&) = delete;
+
+    void draw(double zoom, double focusX, double focusY) {
+        xcb_connection_t* c = server_->get();
+        const auto fixed = [](double v) { return static_cast<xcb_render_fixed_t>(v * 65536); };
+        const xcb_render_transform_t transform{
+            fixed(1 / zoom), 0, fixed(focusX - focusX / zoom), 0, fixed(1 / zoom),
+            fixed(focusY - focusY / zoom), 0, 0, fixed(1)};
+        xcb_render_set_picture_transform(c, source_, transform);
+        xcb_render_composite(c, XCB_RENDER_PICT_OP_SRC, source_, XCB_NONE, picture_, 0, 0, 0, 0, 0,
+                             0, static_cast<std::uint16_t>(surface_.width()),
+                             static_cast<std::uint16_t>(surface_.height()));
+        finish();
+    }
+
+private:
+    void finish() const {
+        const x11::XcbPtr<xcb_get_input_focus_reply_t> reply(xcb_get_input_focus_reply(
+            server_->get(), xcb_get_input_focus(server_->get()), nullptr));
+    }
+
+    const x11::X11Surface& surface_;
+    std::shared_ptr<const x11::PanelServer> server_;
+    xcb_window_t window_ = XCB_NONE;
+    xcb_render_picture_t picture_ = XCB_NONE;
+    xcb_render_picture_t source_ = XCB_NONE;
+};
+
+// A lens with its border, card and badge, as the magnifier view makes it.
+class Lens {
+public:
+    Lens(LayerTransactions& transactions, int width, int height)
+        : width_(width), height_(height), root(std::make_shared<Layer>(transactions)),
+          clip_(std::make_shared<Layer>(transactions)),
+          image_(std::make_shared<Layer>(transactions)),
+          card_(std::make_shared<Layer>(transactions)),
+          badge_(std::make_shared<Layer>(transactions, Point{0.5, 0.5})) {
+        const Rect frame{0, 0, static_cast<double>(width), static_cast<double>(height)};
+        root->setFrame(frame);
+        clip_->setFrame(frame);
+        clip_->setStyle({.cornerRadius = 10,
+                         .borderWidth = 2,
+                         .borderColor = Color::white(1, 0.9),
+                         .masksToBounds = true});
+        card_->setFrame({14, 14, 220, 76});
+        card_->setStyle({.cornerRadius = 12,
+                         .borderWidth = 1,
+                         .borderColor = Color::white(1, 0.22),
+                         .backgroundColor = Color::white(0.11),
+                         .masksToBounds = true});
+        card_->setOpacity(0.78);
+        badge_->setFrame({0, 0, 32, 32});
+        badge_->setStyle({.cornerRadius = 16,
+                          .borderWidth = 1,
+                          .borderColor = Color::white(0.16, 0.55),
+                          .backgroundColor = Color::white(0.98, 0.95),
+                          .shadow = {.opacity = 0.3, .radius = 3, .offset = {0, -1}}});
+        const auto glyph = std::make_shared<Layer>(transactions);
+        glyph->setFrame({7, 7, 18, 18});
+        glyph->setContents(magnifierGlyphImage(18));
+        badge_->addChild(glyph);
+        clip_->addChild(image_);
+        root->addChild(clip_);
+        root->addChild(card_);
+        root->addChild(badge_);
+    }
+
+    void show(std::shared_ptr<const Surface> surface) { image_->setContents(std::move(surface)); }
+
+    /// About a point from the top left, as the bare client does.
+    void zoom(double factor, double x, double y) {
+        const double bottom = height_ - y;
+        image_->setFrame({(1 - factor) * x, (1 - factor) * bottom, factor * width_,
+                          factor * height_});
+        badge_->setPosition({x + 32, bottom - 16});
+    }
+
+private:
+    const int width_;
+    const int height_;
+
+public:
+    const std::shared_ptr<Layer> root;
+
+private:
+    const std::shared_ptr<Layer> clip_;
+    const std::shared_ptr<Layer> image_;
+    const std::shared_ptr<Layer> card_;
+    const std::shared_ptr<Layer> badge_;
+};
+
+class Bench {
+public:
+    Bench(testdesktop::TestDesktop& desktop, int width, int height)
+        : desktop_(desktop), width_(width), height_(height),
+          window_(desktop.displayName(), static_cast<std::uint16_t>(width),
+                  static_cast<std::uint16_t>(height)) {}
+
+    bool run() {
+        std::string error;
+        x11::ScreenLayout layout = x11::screenLayout({{1, {0, 0, width_, height_}, true}}, 1);
+        const auto panels = x11::X11Panels::open(
+            {.display = desktop_.displayName(), .layout = [&] { return layout; }},
+            {clock_, queue_, watches_, text_}, error);
+        if (!panels)
+            return fail(error);
+        panels_ = panels.get();
+        LayerTransactions transactions(clock_, queue_);
+        Lens lens(transactions, width_, height_);
+        const Rect frame{0, 0, static_cast<double>(width_), static_cast<double>(height_)};
+        const auto panel = panels->make(frame);
+        CaptureFilter filter;
+        filter.display.frame = frame;
+        filter.excludedWindows.emplace_back().windowID = panel->windowNumber();
+        CaptureConfiguration configuration;
+        configuration.width = width_;
+        configuration.height = height_;
+        configuration.sourceRect = frame;
+        const auto output = std::make_shared<Frames>(queue_);
+        const auto made = x11::X11CaptureStreams({.display = desktop_.displayName()})
+                              .make(filter, configuration, output);
+        if (!made.stream)
+            return fail(made.error);
+        made.stream->start([](const std::optional<std::string>&) {});
+        for (int i = 0; i < 500 && !output->newest; ++i)
+            runFor(10);
+        if (!output->newest)
+            return fail("no frame");
+        lens.show(output->newest);
+        panel->setContent(lens.root);
+        panel->orderFront();
+        runFor(300);
+        for (const double zoom : {1.0, 1.5, 2.0, 4.0})
+            compare(lens, *output, zoom);
+        smallChange(lens, *output);
+        panel->orderOut();
+        bool stopped = false;
+        made.stream->stop([&](const std::optional<std::string>&) {
+            queue_.post([&stopped] { stopped = true; });
+        });
+        while (!stopped)
+            runFor(10);
+        return true;
+    }
+
+private:
+    static bool fail(const std::string& error) {
+        std::fprintf(stderr, "bench_lens_drawing: %s\n", error.c_str());
+        return false;
+    }
+
+    void compare(Lens& lens, const Frames& output, double zoom) {
+        std::vector<Cost> ours;
+        std::vector<Cost> bare;
+        const auto* surface = dynamic_cast<const x11::X11Surface*>(output.newest.get());
+        for (int round = 0; round < rounds; ++round) {
+            ours.push_back(measure([&](int i) { move(lens, zoom, i); }));
+            BareClient client(desktop_.displayName(), *surface);
+            const Stopwatch watch(desktop_.serverPid());
+            for (int i = 0; i < frames; ++i) {
+                client.draw(zoom, width_ / 2.0 + i % 2, height_ / 2.0);
+                runFor(paceMs);
+            }
+            bare.push_back(watch.stop(frames));
+        }
+        print(std::to_string(zoom).substr(0, 3) + "x", ours, &bare);
+    }
+
+    // The pointer moves, and the image with it; where the image does not, the badge does.
+    void move(Lens& lens, double zoom, int i) const {
+        lens.zoom(zoom, width_ / 2.0 + i % 2, height_ / 2.0);
+    }
+
+    void smallChange(Lens& lens, Frames& output) {
+        lens.zoom(2, width_ / 2.0, height_ / 2.0);
+        output.onFrame = [&] { lens.show(output.newest); };
+        runFor(200);
+        std::vector<Cost> ours;
+        for (int round = 0; round < rounds; ++round) {
+            ours.push_back(measure([&](int i) {
+                window_.fill({static_cast<std::int16_t>(width_ / 2),
+                              static_cast<std::int16_t>(height_ / 2), 2, 18},
+                             i % 2 == 0 ? 0xFFFFFF : 0);
+            }));
+        }
+        output.onFrame = {};
+        print("2.0x, 2 x 18 pixels change", ours, nullptr);
+    }
+
+    Cost measure(const std::function<void(int)>& change) {
+        const auto bytes = panels_->bytesSent();
+        const Stopwatch watch(desktop_.serverPid());
+        for (int i = 0; i < frames; ++i) {
+            change(i);
+            runFor(paceMs);
+        }
+        Cost cost = watch.stop(frames);
+        cost.bytes = static_cast<double>(panels_->bytesSent() - bytes) / frames;
+        return cost;
+    }
+
+    void print(const std::string& what, const std::vector<Cost>& ours,
+               const std::vector<Cost>* bare) const {
+        const auto middle = [](const std::vector<Cost>& costs, double Cost::*value) {
+            std::vector<double> values;
+            for (const Cost& cost : costs)
+                values.push_back(cost.*value);
+            return median(values);
+        };
+        const double server = middle(ours, &Cost::server);
+        std::printf("| %d x %d | %s | %.2f | %.2f | ", width_, height_, what.c_str(),
+                    middle(ours, &Cost::client), server);
+        if (bare != nullptr) {
+            const double bareServer = middle(*bare, &Cost::server);
+            std::printf("%.2f | %.2f | ", bareServer, server / bareServer);
+        } else {
+            std::printf("| | ");
+        }
+        std::printf("%.0f |\n", middle(ours, &Cost::bytes));
+        std::fflush(stdout);
+    }
+
+    testdesktop::TestDesktop& desktop_;
+    const int width_;
+    const int height_;
+    Window window_;
+    posix::PosixMediaClock clock_;
+    qt::QtMainQueue queue_;
+    qt::QtDescriptorWatches watches_;
+    qt::QtTextRenderer text_;
+    x11::X11Panels* panels_ = nullptr;
+};
+
+} // namespace
+} // namespace lentora
+
+int main(int argc, char** argv) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    const QGuiApplication application(argc, argv);
+    auto start =
+        lentora::testdesktop::TestDesktop::start({.screenWidth = 3840, .screenHeight = 2160});
+    if (!start.desktop) {
+        std::fprintf(stderr, "bench_lens_drawing: %s\n", start.error.c_str());
+        return EXIT_FAILURE;
+    }
+    std::printf("| lens | zoom | main thread, ms | server, ms | bare client's server, ms | ratio | "
+                "bytes |\n| --- | --- | ---: | ---: | ---: | ---: | ---: |\n");
+    const bool fine = lentora::Bench(*start.desktop, 1600, 900).run() &&
+                      lentora::Bench(*start.desktop, 3840, 2160).run();
+    return fine ? EXIT_SUCCESS : EXIT_FAILURE;
+}
