@@ -26,10 +26,6 @@ constexpr std::string_view lensExcludedByApplication = "app-level";
 
 using Error = std::optional<std::string>;
 
-std::string wholeMilliseconds(double seconds) {
-    return std::to_string(static_cast<std::int64_t>(seconds * 1000));
-}
-
 int pixels(double points, double scale) {
     const double rounded = std::round(scale * points);
     // Written so that a NaN ends up here as well.
@@ -122,9 +118,10 @@ Task<void> WindowCapture::startStream(CaptureTarget target) {
         co_return;
     }
     stream_ = made.stream;
-    services_.log.log("perf", "SCStream: stopPrev " + wholeMilliseconds(stopped - asked) +
+    services_.log.log("perf", "SCStream: stopPrev " + text::wholeMilliseconds(stopped - asked) +
                                   " ms + startCapture " +
-                                  wholeMilliseconds(services_.clock.now() - starting) + " ms");
+                                  text::wholeMilliseconds(services_.clock.now() - starting) +
+                                  " ms");
     logStarted(target, configuration, scale, exclusion.lens);
 }
 
@@ -268,6 +265,7 @@ void WindowCapture::deliverLatest() {
     if (!frame.surface)
         return;
     previous.reset();
+    ++deliveredCount_;
     // A copy: whoever is called may set another.
     if (const OnFrame onFrame = onFrame_)
         onFrame(frame.surface, frame.pixelSize, frame.frame);

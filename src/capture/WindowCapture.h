@@ -70,6 +70,9 @@ public:
     /// What was started last, whether that went well or not. Any thread.
     std::optional<CaptureTarget> currentTarget() const;
 
+    /// How many frames were delivered so far. Main thread.
+    std::uint64_t deliveredCount() const { return deliveredCount_; }
+
     /// The lens's own window, which the picture leaves out; 0 until it was shown. Any thread.
     void setLensWindowID(std::uint32_t windowID) { lensWindowID_ = windowID; }
     std::uint32_t lensWindowID() const { return lensWindowID_; }
@@ -115,6 +118,7 @@ private:
 
     // Main thread.
     OnFrame onFrame_;
+    std::uint64_t deliveredCount_ = 0;
 
     // Only in a turn.
     Turns turns_;

@@ -3,6 +3,7 @@
 
 #include "platform/TextFiles.h"
 #include "replay/Scenario.h"
+#include "support/Picture.h"
 
 #include <functional>
 #include <string>
@@ -17,6 +18,9 @@ struct ReplayOptions {
     TextFiles& files;
     /// Called with every line of the trace, without a line end, as it happens.
     std::function<void(std::string_view)> print;
+    /// Called with every picture of a `png` step, and the file name that the step gives it. May be
+    /// empty where no step makes one.
+    std::function<void(const Picture& picture, const std::string& file)> writePicture;
 };
 
 /// Returns what the program did against the contracts of its platform interfaces.

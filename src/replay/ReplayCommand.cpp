@@ -1,5 +1,6 @@
 #include "replay/ReplayCommand.h"
 
+#include "png/PngFile.h"
 #include "replay/Replay.h"
 #include "support/Text.h"
 
@@ -60,6 +61,18 @@ std::variant<std::string, ScenarioError> readAll(const std::string& path) {
     return text;
 }
 
+// What is wrong where pictures are to be written and nobody said where to.
+std::optional<ScenarioError> missingFolder(const Scenario& scenario, const std::string& folder) {
+    if (!folder.empty())
+        return std::nullopt;
+    for (std::size_t i = 0; i < scenario.steps.size(); ++i) {
+        if (std::holds_alternative<PngStep>(scenario.steps[i].action))
+            return ScenarioError{"/steps/" + std::to_string(i) + "/do",
+                                 "\"png\" needs a folder to write to; give one with --png-dir"};
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
 int runReplayCommand(const ReplayArguments& arguments, TextFiles& files) {
@@ -77,6 +90,9 @@ int runReplayCommand(const ReplayArguments& arguments, TextFiles& files) {
     if (const auto* error = std::get_if<ScenarioError>(&scenario))
         return fail(*error);
 
+    if (const auto error = missingFolder(std::get<Scenario>(scenario), arguments.pngFolder))
+        return fail(*error);
+
     std::optional<TemporaryHome> temporary;
     std::string home = arguments.home;
     if (home.empty())
@@ -85,10 +101,21 @@ int runReplayCommand(const ReplayArguments& arguments, TextFiles& files) {
         std::cerr << "lentora: replay: cannot make a temporary home folder; give one with --home\n";
         return exitTrouble;
     }
+    std::vector<std::string> pictureErrors;
     const auto violations =
         replay(std::get<Scenario>(scenario),
-               {home, files, [](std::string_view line) { std::cout << line << '\n'; }});
+               {.home = home,
+                .files = files,
+                .print = [](std::string_view line) { std::cout << line << '\n'; },
+                .writePicture =
+                    [&](const Picture& picture, const std::string& file) {
+                        const std::string path = (fs::path(arguments.pngFolder) / file).string();
+                        if (const auto error = png::write(picture, path))
+                            pictureErrors.push_back(path + ": " + *error);
+                    }});
     std::cout.flush();
+    for (const std::string& error : pictureErrors)
+        std::cerr << "lentora: replay: " << text::onOneLine(error) << '\n';
     for (const std::string& violation : violations)
         std::cerr << "lentora: replay: " << arguments.scenario << ": contract broken: " << violation
                   << '\n';
@@ -96,7 +123,7 @@ int runReplayCommand(const ReplayArguments& arguments, TextFiles& files) {
         std::cerr << "lentora: replay: the trace cannot be written\n";
         return exitTrouble;
     }
-    return violations.empty() ? EXIT_SUCCESS : exitTrouble;
+    return violations.empty() && pictureErrors.empty() ? EXIT_SUCCESS : exitTrouble;
 }
 
 } // namespace lentora::replay

@@ -69,10 +69,14 @@ struct CaptureStep {
 };
 struct TargetStep {};
 struct DumpStep {};
+struct PngStep {
+    /// A name without folders.
+    std::string file;
+};
 
-using Action =
-    std::variant<InputEvent, PointerStep, WindowsStep, DisplaysStep, FrontmostStep, PermissionsStep,
-                 ActivateStep, SettingStep, CallStep, FrameStep, CaptureStep, TargetStep, DumpStep>;
+using Action = std::variant<InputEvent, PointerStep, WindowsStep, DisplaysStep, FrontmostStep,
+                            PermissionsStep, ActivateStep, SettingStep, CallStep, FrameStep,
+                            CaptureStep, TargetStep, DumpStep, PngStep>;
 
 struct Step {
     /// Seconds of virtual time; never before the step before it.

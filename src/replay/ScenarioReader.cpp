@@ -87,8 +87,8 @@ Launch readLaunch(const JsonNode& root) {
                                                       {"session", Launch::session},
                                                       {"backend", Launch::backend}})
                                : Launch::application;
-    if (launch != Launch::backend)
-        throw FormatError("/launch", "this version replays \"backend\" only");
+    if (launch == Launch::application)
+        throw FormatError("/launch", "this version replays \"session\" and \"backend\" only");
     return launch;
 }
 

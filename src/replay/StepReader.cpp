@@ -181,6 +181,17 @@ Action readCapture(const JsonNode& node) {
     return CaptureStep{node.at("frames").boolean()};
 }
 
+Action readPng(const JsonNode& node) {
+    node.requireObject({"t", "do", "file"});
+    const JsonNode file = node.at("file");
+    const std::string name = file.string();
+    // It lands in the folder that the user names, and nowhere else.
+    if (name.empty() || name == "." || name == ".." || name.find('/') != std::string::npos ||
+        name.find('\0') != std::string::npos)
+        file.fail("must be a file name, without folders");
+    return PngStep{name};
+}
+
 // A step without keys of its own.
 template <typename Plain>
 Action readBare(const JsonNode& node) {
@@ -193,7 +204,7 @@ struct StepKind {
     Action (*read)(const JsonNode&);
 };
 
-constexpr std::array<StepKind, 21> stepKinds{{
+constexpr std::array<StepKind, 22> stepKinds{{
     {"flags", readFlags},
     {"key", readKey},
     {"mouse", readMouse},
@@ -215,14 +226,20 @@ constexpr std::array<StepKind, 21> stepKinds{{
     {"capture", readCapture},
     {"target", readBare<TargetStep>},
     {"dump", readBare<DumpStep>},
+    {"png", readPng},
 }};
 
-// Steps that ask the zoom session for something.
-constexpr std::array<std::string_view, 1> sessionSteps{"png"};
-
-bool needsSession(const Action& action) {
+// Fails where the launch does not create what the step is for.
+void requireLaunched(const JsonNode& node, const Action& action, Launch launch) {
     const auto* call = std::get_if<CallStep>(&action);
-    return call != nullptr && call->op >= CallOp::keyboardOpen;
+    if (launch != Launch::application && call && call->op == CallOp::quit)
+        node.at("op").fail("needs the application: not with this \"launch\"");
+    if (launch != Launch::backend)
+        return;
+    if (call && call->op >= CallOp::keyboardOpen)
+        node.at("op").fail("needs the zoom session: not with \"launch\": \"backend\"");
+    if (std::holds_alternative<PngStep>(action))
+        node.at("do").fail("\"png\" needs the zoom session: not with \"launch\": \"backend\"");
 }
 
 } // namespace
@@ -281,15 +298,11 @@ Step readStep(const JsonNode& node, Launch launch, double earliest) {
         node.at("t").fail("must not be before the step before it");
     const JsonNode name = node.at("do");
     step.name = name.string();
-    const bool isSessionStep = std::ranges::find(sessionSteps, step.name) != sessionSteps.end();
-    if (isSessionStep)
-        name.fail("\"" + step.name + "\" needs the zoom session: not with this \"launch\"");
     const auto* kind = std::ranges::find(stepKinds, step.name, &StepKind::name);
     if (kind == stepKinds.end())
         name.fail("unknown step \"" + step.name + "\"");
     step.action = kind->read(node);
-    if (launch == Launch::backend && needsSession(step.action))
-        node.at("op").fail("needs the zoom session: not with \"launch\": \"backend\"");
+    requireLaunched(node, step.action, launch);
     return step;
 }
 

@@ -4,6 +4,13 @@
 
 namespace lentora {
 
+namespace {
+
+constexpr double defaultFixedZoomLevel = 1.5;
+constexpr double defaultMaxZoomLevel = 2.5;
+
+} // namespace
+
 GateModifier Settings::gate() const {
     const auto gate = gateModifierFromRawValue(string("gateModifier").value_or(""));
     if (!gate || *gate == GateModifier::command)
@@ -32,6 +39,18 @@ HotKey Settings::hotKey() const {
     return {static_cast<std::uint16_t>(*code), flags, label};
 }
 
+bool Settings::continuousZoom() const {
+    return boolean("continuousZoom", true);
+}
+
+double Settings::fixedZoomLevel() const {
+    return number("fixedZoomLevel", defaultFixedZoomLevel);
+}
+
+double Settings::maxZoomLevel() const {
+    return number("maxZoomLevel", defaultMaxZoomLevel);
+}
+
 // A number is an integer by its value, not by how it was stored.
 std::optional<std::int64_t> Settings::integer(std::string_view key) const {
     const auto value = defaults_.value(key);
@@ -54,6 +73,16 @@ bool Settings::boolean(std::string_view key, bool fallback) const {
         return fallback;
     const auto* flag = std::get_if<bool>(&*value);
     return flag != nullptr ? *flag : fallback;
+}
+
+double Settings::number(std::string_view key, double fallback) const {
+    const auto value = defaults_.value(key);
+    if (!value)
+        return fallback;
+    if (const auto* whole = std::get_if<std::int64_t>(&*value))
+        return static_cast<double>(*whole);
+    const auto* number = std::get_if<double>(&*value);
+    return number != nullptr ? *number : fallback;
 }
 
 std::optional<std::string> Settings::string(std::string_view key) const {

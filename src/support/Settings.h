@@ -28,9 +28,17 @@ public:
     /// the default, Control+Shift+Z.
     HotKey hotKey() const;
 
+    /// Whether the pinch decides how large a lens opens, and not `fixedZoomLevel`.
+    bool continuousZoom() const;
+
+    /// Zoom factors, as they were stored: not held to any range, nor to one another.
+    double fixedZoomLevel() const;
+    double maxZoomLevel() const;
+
 private:
     std::optional<std::int64_t> integer(std::string_view key) const;
     bool boolean(std::string_view key, bool fallback) const;
+    double number(std::string_view key, double fallback) const;
     std::optional<std::string> string(std::string_view key) const;
 
     Defaults& defaults_;

@@ -15,7 +15,7 @@ struct Entry {
 };
 
 // Keys are named as keyboards for this desktop print them.
-constexpr std::array<Entry, 10> entries{{
+constexpr std::array<Entry, 18> entries{{
     {"gate.command", "Super", "Super", "Super"},
     {"gate.control", "Ctrl", "Ctrl", "Ctrl"},
     {"gate.controlLeft", "Left Ctrl", "Ctrl sinistro", "Ctrl izquierdo"},
@@ -25,6 +25,22 @@ constexpr std::array<Entry, 10> entries{{
     {"gate.optionLeft", "Left Alt", "Alt sinistro", "Alt izquierdo"},
     {"gate.optionRight", "Right Alt", "Alt destro", "Alt derecho"},
     {"gate.shift", "Shift", "Maiusc", "Mayús"},
+    {"hud.cmd.close", "{} twice: close the lens", "{} due volte: chiudi la lente",
+     "{} dos veces: cerrar la lente"},
+    {"hud.cmd.detach", "Hold Super: hold the lens still", "Tieni premuto Super: ferma la lente",
+     "Mantén Super: detener la lente"},
+    {"hud.cmd.esc", "Esc: close the lens", "Esc: chiudi la lente", "Esc: cerrar la lente"},
+    {"hud.cmd.kbclose", "Shortcut again: close the lens",
+     "Di nuovo la scorciatoia: chiudi la lente", "Otra vez el atajo: cerrar la lente"},
+    {"hud.noperm.body", "Allow Lentora to record the screen, then try again.",
+     "Consenti a Lentora di registrare lo schermo, poi riprova.",
+     "Permite a Lentora grabar la pantalla y vuelve a intentarlo."},
+    {"hud.noperm.title", "Lentora cannot see the screen", "Lentora non può vedere lo schermo",
+     "Lentora no puede ver la pantalla"},
+    {"hud.protected.body", "Its contents cannot be captured.",
+     "Il suo contenuto non può essere catturato.", "Su contenido no se puede capturar."},
+    {"hud.protected.title", "This window is protected", "Questa finestra è protetta",
+     "Esta ventana está protegida"},
     {"key.space", "Space", "Spazio", "Espacio"},
 }};
 

@@ -226,4 +226,16 @@ std::string fixed(double value, int decimals) {
     return {buffer.data(), result.ptr};
 }
 
+std::string wholeMilliseconds(double seconds) {
+    return std::to_string(static_cast<std::int64_t>(seconds * 1000));
+}
+
+std::string filled(std::string_view format, std::string_view argument) {
+    constexpr std::string_view place = "{}";
+    std::string out(format);
+    if (const auto found = out.find(place); found != std::string::npos)
+        out.replace(found, place.size(), argument);
+    return out;
+}
+
 } // namespace lentora::text

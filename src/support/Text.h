@@ -32,4 +32,10 @@ std::string onOneLine(std::string_view text);
 /// `value` with a fixed number of decimals and a decimal point in every locale.
 std::string fixed(double value, int decimals);
 
+/// `seconds` in milliseconds, cut off to a whole number.
+std::string wholeMilliseconds(double seconds);
+
+/// `format` with its first "{}" replaced by `argument`; without one, as it is.
+std::string filled(std::string_view format, std::string_view argument);
+
 } // namespace lentora::text

@@ -135,7 +135,7 @@ protected:
     }
 
     void startConfigured(const PixelRect& region) {
-        const double scale = options.scale;
+        const double scale = options.space ? options.space().scale : 1;
         configuration.sourceRect = {region.x / scale, region.y / scale, region.width / scale,
                                     region.height / scale};
         x11::X11CaptureStreams streams(options);

@@ -289,8 +289,9 @@ TEST_F(X11CaptureStreams, AFrameLargerThanTheDisplayAndPlacesOutsideOfIt) {
 }
 
 TEST_F(X11CaptureStreams, PointsArePixelsByTheScaleAndOtherSizesAreScaled) {
-    options.scale = 2;
-    filter.display.frame = {480, 0, 480, 540};
+    // The primary monitor begins at pixel (100, 20); the display is beside it.
+    options.space = [] { return x11::ScreenSpace{100, 20, 2}; };
+    filter.display.frame = {430, -10, 480, 540};
     const auto target = window({1000, 100, 100, 100}, red);
     configuration.width = 50;
     configuration.height = 50;
@@ -326,15 +327,10 @@ TEST_F(X11CaptureStreams, FramesKeepTheirDistanceAndTheNewestWins) {
     target.paint({0, 0, 300, 300}, white);
     awaitColour(299, 299, white);
     const auto times = frames->times();
-    ASSERT_GE(times.size(), before + 9);
-    EXPECT_LE(times.size(), before + 13);
-    // The second may come early, since the first came out of the blue.
-    const auto gap = [&](std::size_t i) {
-        return std::chrono::duration<double>(times[i] - times[i - 1]).count();
-    };
-    EXPECT_GT(gap(before + 1), interval * 0.4);
-    for (std::size_t i = before + 2; i < times.size(); ++i)
-        EXPECT_GT(gap(i), interval * 0.75);
+    ASSERT_GE(times.size(), before + 4);
+    // One may come early after one that was late; over time they keep the distance.
+    const double took = std::chrono::duration<double>(times.back() - times[before]).count();
+    EXPECT_LE(static_cast<double>(times.size() - before), took / interval + 3);
 }
 
 TEST_F(X11CaptureStreams, WaitsWhenAllSurfacesAreHeldAndThenGivesTheNewest) {

@@ -26,18 +26,27 @@ std::string content(const fs::path& path) {
 struct Outcome {
     std::string trace;
     std::vector<std::string> violations;
+    std::vector<std::pair<std::string, Picture>> pictures;
 };
 
 Outcome replayed(const std::string& text, const std::string& home) {
     const auto scenario = readScenario(text);
     if (const auto* error = std::get_if<ScenarioError>(&scenario))
-        return {error->pointer + ": " + error->message, {}};
+        return {error->pointer + ": " + error->message, {}, {}};
     posix::PosixTextFiles files;
     Outcome outcome;
-    outcome.violations = replay(std::get<Scenario>(scenario), {home, files, [&](auto line) {
-                                                                   outcome.trace += line;
-                                                                   outcome.trace += '\n';
-                                                               }});
+    outcome.violations = replay(std::get<Scenario>(scenario),
+                                {.home = home,
+                                 .files = files,
+                                 .print =
+                                     [&](std::string_view line) {
+                                         outcome.trace += line;
+                                         outcome.trace += '\n';
+                                     },
+                                 .writePicture =
+                                     [&](const Picture& picture, const std::string& file) {
+                                         outcome.pictures.emplace_back(file, picture);
+                                     }});
     return outcome;
 }
 
@@ -72,6 +81,30 @@ TEST(Replay, WritesTheLogIntoTheHomeFolderOfTheProgram) {
               "[00:00:00.000] [input] CGEventTap installed on dedicated thread (session)\n"
               "[00:00:01.500] [gate] [tap] effective gate ACTIVE (physical=true locked=false)\n"
               "[00:00:01.500] [input] CGEventTap stopped\n");
+}
+
+TEST(Replay, MakesAPictureOfTheDisplayThatThePanelIsOn) {
+    const test::TempFolder home;
+    const Outcome outcome = replayed(R"({"launch": "session",
+        "displays": [{"frame": [0, 0, 400, 300], "scale": 2}], "pointer": [150, 150],
+        "windows": [{"id": 7, "pid": 3, "bounds": [50, 50, 200, 200], "app": "A", "color": "#ff0000"},
+                    {"id": 8, "pid": 3, "bounds": [140, 240, 40, 40], "color": "#00ff00"}],
+        "settings": {"fixedZoomLevel": 2}, "tail": 1,
+        "steps": [{"t": 0.9, "do": "png", "file": "before.png"},
+                  {"t": 1, "do": "call", "op": "keyboardOpen"},
+                  {"t": 2, "do": "png", "file": "lens.png"},
+                  {"t": 2, "do": "call", "op": "closeSession"}]})",
+                                     home.path());
+    EXPECT_THAT(outcome.violations, testing::IsEmpty());
+    ASSERT_EQ(outcome.pictures.size(), 1U) << "no panel, no picture";
+    const auto& [file, picture] = outcome.pictures[0];
+    EXPECT_EQ(file, "lens.png");
+    EXPECT_EQ(picture.width(), 800);
+    EXPECT_EQ(picture.height(), 600);
+    // Pixels from the top left corner. The green window reaches 10 points into the red one; in the
+    // lens, it begins farther from the pointer.
+    EXPECT_EQ(picture.at(310, 490), (Pixel{255, 0, 0, 255}));
+    EXPECT_EQ(picture.at(310, 520), (Pixel{0, 255, 0, 255}));
 }
 
 TEST(Trace, PrintsTheShortestNumbersAndAlwaysValidText) {

@@ -16,6 +16,10 @@ std::string stepsWith(const std::string& steps) {
     return R"({"launch": "backend", "steps": [)" + steps + "]}";
 }
 
+std::string sessionWith(const std::string& steps) {
+    return R"({"launch": "session", "steps": [)" + steps + "]}";
+}
+
 // "pointer: message", or "" when the text is a scenario.
 std::string errorIn(const std::string& text) {
     const auto result = readScenario(text);
@@ -138,10 +142,21 @@ INSTANTIATE_TEST_SUITE_P(
         BadScenario{stepsWith(R"({"t": 1, "do": "capture"})"), "/steps/0/frames: is missing"},
         BadScenario{stepsWith(R"({"t": 1, "do": "call", "op": "start", "locked": true})"),
                     "/steps/0/locked: only goes with"},
-        BadScenario{stepsWith(R"({"t": 1, "do": "call", "op": "quit"})"),
+        BadScenario{stepsWith(R"({"t": 1, "do": "call", "op": "keyboardOpen"})"),
                     "/steps/0/op: needs the zoom session"},
+        BadScenario{stepsWith(R"({"t": 1, "do": "call", "op": "quit"})"),
+                    "/steps/0/op: needs the application"},
+        BadScenario{sessionWith(R"({"t": 1, "do": "call", "op": "quit"})"),
+                    "/steps/0/op: needs the application"},
+        BadScenario{sessionWith(R"({"t": 1, "do": "call", "op": "keyboardSetLocked"})"),
+                    "/steps/0/locked: is missing"},
         BadScenario{stepsWith(R"({"t": 1, "do": "png", "file": "a.png"})"),
-                    "/steps/0/do: \"png\" needs the zoom session"}));
+                    "/steps/0/do: \"png\" needs the zoom session"},
+        BadScenario{sessionWith(R"({"t": 1, "do": "png"})"), "/steps/0/file: is missing"},
+        BadScenario{sessionWith(R"({"t": 1, "do": "png", "file": "../a.png"})"),
+                    "/steps/0/file: must be a file name"},
+        BadScenario{sessionWith(R"({"t": 1, "do": "png", "file": ".."})"),
+                    "/steps/0/file: must be a file name"}));
 
 TEST(ScenarioReader, SurvivesDeepNesting) {
     EXPECT_NE(errorIn(std::string(200'000, '[')), "");

@@ -61,6 +61,8 @@ void SimDesktop::checkNothingLeft() {
         contracts.noteViolation("the event tap was left running");
     if (panels.shownPanel())
         contracts.noteViolation("a panel was left on the screen");
+    if (displayLinks.isRunning())
+        contracts.noteViolation("a display link was left running");
     shareableContent.checkAllAnswered();
     captureStreams.checkNothingLeft();
 }

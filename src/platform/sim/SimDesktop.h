@@ -8,6 +8,7 @@
 #include "platform/sim/ContractChecker.h"
 #include "platform/sim/DesktopState.h"
 #include "platform/sim/SimCaptureStreams.h"
+#include "platform/sim/SimDisplayLinks.h"
 #include "platform/sim/SimEventTap.h"
 #include "platform/sim/SimPanels.h"
 #include "platform/sim/SimScreenshots.h"
@@ -87,6 +88,7 @@ public:
     SimCaptureStreams captureStreams{contracts, timeline, state};
     SimScreenshots screenshots{timeline, state};
     SimPanels panels{contracts};
+    SimDisplayLinks displayLinks{contracts, timeline, state};
     SimTextMeasurer textMeasurer;
 
     /// Notes a violation for everything the program left running. For the end of a test, after

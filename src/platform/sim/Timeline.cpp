@@ -24,7 +24,11 @@ void Timeline::schedule(double delay, ThreadRole role, Work work) {
         contracts_.noteViolation("work scheduled with a negative delay");
         delay = 0;
     }
-    entries_.emplace(std::pair(now_ + delay, nextSequence_++), Entry{role, std::move(work)});
+    scheduleAt(now_ + delay, role, std::move(work));
+}
+
+void Timeline::scheduleAt(double time, ThreadRole role, Work work) {
+    entries_.emplace(std::pair(time, nextSequence_++), Entry{role, std::move(work)});
 }
 
 void Timeline::clear() {

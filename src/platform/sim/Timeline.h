@@ -29,6 +29,9 @@ public:
     /// Queues `work` to run in `role`, `delay` seconds from now.
     void schedule(double delay, ThreadRole role, Work work);
 
+    /// Queues `work` to run in `role` at `time`, which is not in the past.
+    void scheduleAt(double time, ThreadRole role, Work work);
+
     /// Runs everything due up to and including `time`, in order of due time and then of
     /// scheduling, and leaves the clock at `time`. What is scheduled on the way counts.
     void advanceTo(double time);

@@ -29,18 +29,18 @@ std::chrono::steady_clock::duration seconds(double value) {
 }
 
 PixelRect regionOf(const CaptureFilter& filter, const CaptureConfiguration& configuration,
-                   double scale) {
+                   const ScreenSpace& space) {
     Rect onDesktop = configuration.sourceRect;
     onDesktop.x += filter.display.frame.x;
     onDesktop.y += filter.display.frame.y;
-    return toPixels(onDesktop, scale);
+    return space.toPixels(onDesktop);
 }
 
 } // namespace
 
 CaptureSession::CaptureSession(Setup setup)
     : setup_(std::move(setup)), server_(setup_.server), farewell_{server_},
-      region_(regionOf(setup_.filter, setup_.configuration, setup_.scale)),
+      region_(regionOf(setup_.filter, setup_.configuration, setup_.space)),
       interval_(seconds(setup_.configuration.minimumFrameInterval)),
       messages_(server_->connection()), stack_(server_->root()),
       filter_(*server_, messages_, setup_.filter, setup_.generationOf,

@@ -8,6 +8,7 @@
 #include "platform/x11/ComposedRegion.h"
 #include "platform/x11/MessageQueue.h"
 #include "platform/x11/RootBackground.h"
+#include "platform/x11/ScreenSpace.h"
 #include "platform/x11/SurfacePool.h"
 #include "platform/x11/WindowFilter.h"
 #include "platform/x11/WindowStack.h"
@@ -30,8 +31,7 @@ public:
         std::shared_ptr<const CaptureServer> server;
         CaptureFilter filter;
         CaptureConfiguration configuration;
-        /// X pixels per point.
-        double scale = 1;
+        ScreenSpace space = {};
         WindowFilter::GenerationOf generationOf;
         std::weak_ptr<CaptureOutput> output;
         /// Becomes readable when `stopping` changes.

@@ -1,45 +1,9 @@
 #include "platform/x11/PixelRegion.h"
 
 #include <algorithm>
-#include <cmath>
 #include <limits>
 
 namespace lentora::x11 {
-
-namespace {
-
-// Positions and sizes travel as 16-bit numbers.
-constexpr double maxCoordinate = 32767;
-
-int toPixel(double value) {
-    if (std::isnan(value))
-        return 0;
-    return static_cast<int>(std::round(std::clamp(value, -maxCoordinate, maxCoordinate)));
-}
-
-} // namespace
-
-PixelRect intersection(const PixelRect& a, const PixelRect& b) {
-    const int left = std::max(a.x, b.x);
-    const int top = std::max(a.y, b.y);
-    const int width = std::min(a.maxX(), b.maxX()) - left;
-    const int height = std::min(a.maxY(), b.maxY()) - top;
-    if (width <= 0 || height <= 0)
-        return {};
-    return {left, top, width, height};
-}
-
-PixelRect bounding(const PixelRect& a, const PixelRect& b) {
-    const int left = std::min(a.x, b.x);
-    const int top = std::min(a.y, b.y);
-    return {left, top, std::max(a.maxX(), b.maxX()) - left, std::max(a.maxY(), b.maxY()) - top};
-}
-
-PixelRect toPixels(const Rect& points, double scale) {
-    return {toPixel(points.x * scale), toPixel(points.y * scale),
-            std::max(toPixel(points.width * scale), 1),
-            std::max(toPixel(points.height * scale), 1)};
-}
 
 void PixelRegion::add(const PixelRect& rect) {
     if (rect.isEmpty() ||

@@ -1,41 +1,12 @@
-// Rectangles and areas in X pixels.
+// Areas in X pixels.
 #pragma once
 
-#include "support/Rect.h"
+#include "platform/x11/PixelRect.h"
 
 #include <cstdint>
 #include <vector>
 
 namespace lentora::x11 {
-
-/// Maximum edges are outside. Empty where width or height is not positive.
-struct PixelRect {
-    int x = 0;
-    int y = 0;
-    int width = 0;
-    int height = 0;
-
-    int maxX() const { return x + width; }
-    int maxY() const { return y + height; }
-    bool isEmpty() const { return width <= 0 || height <= 0; }
-    std::int64_t area() const { return isEmpty() ? 0 : std::int64_t{width} * height; }
-    PixelRect translated(int dx, int dy) const { return {x + dx, y + dy, width, height}; }
-    bool contains(const PixelRect& inner) const {
-        return inner.x >= x && inner.y >= y && inner.maxX() <= maxX() && inner.maxY() <= maxY();
-    }
-
-    bool operator==(const PixelRect&) const = default;
-};
-
-/// What both cover, or an empty rectangle.
-PixelRect intersection(const PixelRect& a, const PixelRect& b);
-/// The smallest rectangle around both.
-PixelRect bounding(const PixelRect& a, const PixelRect& b);
-
-/// `points` in the pixels of a desktop that has `scale` pixels per point. Position and size are
-/// rounded to the nearest pixel; a size is at least 1. What is no number becomes 0, and what lies
-/// beyond X's coordinates is brought back to their end.
-PixelRect toPixels(const Rect& points, double scale);
 
 /// An area that has to be drawn again. Covers at least what was added; beyond a few rectangles
 /// those are joined whose union wastes least. The rectangles may overlap, and none is empty.

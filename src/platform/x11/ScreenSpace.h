@@ -6,41 +6,13 @@
 // primary monitor's corner, divided by the scale. Whole pixels survive the way there and back.
 #pragma once
 
+#include "platform/x11/PixelRect.h"
 #include "support/Rect.h"
 
 #include <algorithm>
 #include <cmath>
 
 namespace lentora::x11 {
-
-/// Root coordinates.
-struct PixelRect {
-    int x = 0;
-    int y = 0;
-    int width = 0;
-    int height = 0;
-
-    int maxX() const { return x + width; }
-    int maxY() const { return y + height; }
-    bool isEmpty() const { return width <= 0 || height <= 0; }
-
-    bool contains(const PixelRect& other) const {
-        return x <= other.x && y <= other.y && maxX() >= other.maxX() && maxY() >= other.maxY();
-    }
-
-    bool operator==(const PixelRect&) const = default;
-};
-
-/// What both cover; empty when that is nothing.
-inline PixelRect intersection(const PixelRect& a, const PixelRect& b) {
-    const int left = std::max(a.x, b.x);
-    const int top = std::max(a.y, b.y);
-    const int width = std::min(a.maxX(), b.maxX()) - left;
-    const int height = std::min(a.maxY(), b.maxY()) - top;
-    if (width <= 0 || height <= 0)
-        return {};
-    return {left, top, width, height};
-}
 
 struct ScreenSpace {
     /// The primary monitor's top-left corner, in pixels.
@@ -56,17 +28,24 @@ struct ScreenSpace {
         return {corner.x, corner.y, rect.width / scale, rect.height / scale};
     }
 
-    /// The whole pixels that are nearest to the rectangle's edges. `rect` lies within X's numbers.
+    /// The whole pixels that are nearest to the rectangle's edges; at least one each way. What is
+    /// no number becomes 0, and what lies beyond X's coordinates is brought back to their end.
     PixelRect toPixels(const Rect& rect) const {
-        const auto pixel = [&](double point, int origin) {
-            return static_cast<int>(std::lround(point * scale)) + origin;
-        };
-        const int left = pixel(rect.x, originX);
-        const int top = pixel(rect.y, originY);
-        return {left, top, pixel(rect.maxX(), originX) - left, pixel(rect.maxY(), originY) - top};
+        const int left = toPixel(rect.x, originX);
+        const int top = toPixel(rect.y, originY);
+        return {left, top, std::max(toPixel(rect.maxX(), originX) - left, 1),
+                std::max(toPixel(rect.maxY(), originY) - top, 1)};
     }
 
     bool operator==(const ScreenSpace&) const = default;
+
+private:
+    int toPixel(double point, int origin) const {
+        // Positions and sizes travel as 16-bit numbers.
+        constexpr double limit = 32767;
+        const double pixel = std::round(point * scale) + origin;
+        return std::isnan(pixel) ? 0 : static_cast<int>(std::clamp(pixel, -limit, limit));
+    }
 };
 
 } // namespace lentora::x11

@@ -396,6 +396,9 @@ void TapSession::askForKeys() {
     const auto now = Clock::now();
     if (!modifiers_.isAnyDown() || keysAsked_ || now - lastKeyCheck_ < keyCheckInterval)
         return;
+    // A key let go of for a click is up for the server, whenever its answer is looked at.
+    if (plainClicks_ && plainClicks_->isUnderWay())
+        return;
     lastKeyCheck_ = now;
     keysChangedSinceAsked_ = false;
     keysAsked_ = xcb_query_keymap(connection_->get());

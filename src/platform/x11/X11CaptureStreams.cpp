@@ -35,7 +35,7 @@ CaptureStreams::Made X11CaptureStreams::make(const CaptureFilter& filter,
     CaptureSession::Setup setup{.server = std::move(server),
                                 .filter = filter,
                                 .configuration = configuration,
-                                .scale = options_.scale,
+                                .space = options_.space ? options_.space() : ScreenSpace{},
                                 .generationOf = options_.generationOf,
                                 .output = std::move(output),
                                 .wake = nullptr};

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "platform/CaptureStreams.h"
+#include "platform/x11/ScreenSpace.h"
 
 #include <cstdint>
 #include <functional>
@@ -17,8 +18,9 @@ namespace lentora::x11 {
 struct X11CaptureStreamsOptions {
     /// ":0"; empty for $DISPLAY.
     std::string display = {};
-    /// X pixels per point.
-    double scale = 1;
+    /// Where points lie on the X screen; asked for each new stream. Any thread. Without this, a
+    /// point is a pixel.
+    std::function<ScreenSpace()> space = {};
     /// The generation that a window has now, as the one who lists windows counts them; nothing
     /// where it is not known. Called on the stream's thread at its start. Without this, a number
     /// means the window that has it when the stream starts.

@@ -1,5 +1,6 @@
 // The bookkeeping of the capture that needs no server: areas, and the windows as events tell.
 #include "platform/x11/PixelRegion.h"
+#include "platform/x11/ScreenSpace.h"
 #include "platform/x11/WindowStack.h"
 
 #include <gmock/gmock.h>
@@ -139,11 +140,12 @@ TEST(PixelRegion, KeepsWhatLiesApartApart) {
     EXPECT_EQ(region.bounds(), (PixelRect{0, 0, 1031, 910}));
 }
 
-TEST(PixelRect, BringsBackWhatIsNoPlaceInX) {
+TEST(ScreenSpace, BringsBackWhatIsNoPlaceInX) {
     constexpr double infinity = std::numeric_limits<double>::infinity();
     const Rect wild{-infinity, std::numeric_limits<double>::quiet_NaN(), infinity, 0.2};
-    EXPECT_EQ(toPixels(wild, 2), (PixelRect{-32767, 0, 32767, 1}));
-    EXPECT_EQ(toPixels({10.2, -3.5, 100.3, 50}, 1.5), (PixelRect{15, -5, 150, 75}));
+    EXPECT_EQ((ScreenSpace{0, 0, 2}.toPixels(wild)), (PixelRect{-32767, 0, 32767, 1}));
+    EXPECT_EQ((ScreenSpace{0, 0, 1.5}.toPixels({10.2, -3.5, 100.3, 50})),
+              (PixelRect{15, -5, 151, 75}));
 }
 
 } // namespace
