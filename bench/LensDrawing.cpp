@@ -148,13 +148,12 @@ public:
         xcb_connection_t* c = server_->get();
         window_ = xcb_generate_id(c);
         const std::array<std::uint32_t, 4> values{0, 0, 1, server_->colormap()};
-        xcb_create_window(c, 32, window_, server_->root(), 0, 0,
-                          static_cast<std::uint16_t>(surface.width()),
-                          static_cast<std::uint16_t>(surface.height()), 0,
-                          XCB_WINDOW_CLASS_INPUT_OUTPUT, server_->visual(),
-                          XCB_CW_BACK_PIXEL | XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT |
-                              XCB_CW_COLORMAP,
-                          values.data());
+        xcb_create_window(
+            c, 32, window_, server_->root(), 0, 0, static_cast<std::uint16_t>(surface.width()),
+            static_cast<std::uint16_t>(surface.height()), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
+            server_->visual(),
+            XCB_CW_BACK_PIXEL | XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT | XCB_CW_COLORMAP,
+            values.data());
         xcb_map_window(c, window_);
         picture_ = xcb_generate_id(c);
         source_ = xcb_generate_id(c);
@@ -176,9 +175,15 @@ public:
     void draw(double zoom, double focusX, double focusY) {
         xcb_connection_t* c = server_->get();
         const auto fixed = [](double v) { return static_cast<xcb_render_fixed_t>(v * 65536); };
-        const xcb_render_transform_t transform{
-            fixed(1 / zoom), 0, fixed(focusX - focusX / zoom), 0, fixed(1 / zoom),
-            fixed(focusY - focusY / zoom), 0, 0, fixed(1)};
+        const xcb_render_transform_t transform{fixed(1 / zoom),
+                                               0,
+                                               fixed(focusX - focusX / zoom),
+                                               0,
+                                               fixed(1 / zoom),
+                                               fixed(focusY - focusY / zoom),
+                                               0,
+                                               0,
+                                               fixed(1)};
         xcb_render_set_picture_transform(c, source_, transform);
         xcb_render_composite(c, XCB_RENDER_PICT_OP_SRC, source_, XCB_NONE, picture_, 0, 0, 0, 0, 0,
                              0, static_cast<std::uint16_t>(surface_.width()),
@@ -243,8 +248,8 @@ public:
     /// About a point from the top left, as the bare client does.
     void zoom(double factor, double x, double y) {
         const double bottom = height_ - y;
-        image_->setFrame({(1 - factor) * x, (1 - factor) * bottom, factor * width_,
-                          factor * height_});
+        image_->setFrame(
+            {(1 - factor) * x, (1 - factor) * bottom, factor * width_, factor * height_});
         badge_->setPosition({x + 32, bottom - 16});
     }
 

@@ -9,7 +9,6 @@
 #include <QGuiApplication>
 #include <QImage>
 #include <QPainter>
-
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -113,8 +112,8 @@ protected:
 
     void save(const std::string& name) {
         const char* folder = std::getenv("LENTORA_PICTURES");
-        const Picture seen = compositor ? compositor->screen({0, 0, screenWidth, screenHeight})
-                                        : screen();
+        const Picture seen =
+            compositor ? compositor->screen({0, 0, screenWidth, screenHeight}) : screen();
         const auto error =
             png::write(seen, std::string(folder == nullptr ? "." : folder) + "/" + name + ".png");
         EXPECT_EQ(error.value_or(""), "");
