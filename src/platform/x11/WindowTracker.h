@@ -61,8 +61,9 @@ enum class WindowType {
     dock,
     /// Toolbars and palettes.
     utility,
-    /// Menus, tooltips, notifications and what else comes and goes above the windows.
+    /// Menus, tooltips and what else comes and goes above the windows.
     transient,
+    notification,
 };
 
 /// Pixels on the four sides of a window.

@@ -197,7 +197,11 @@ TEST_F(WindowLayerTest, WhatNobodyManagesIsAMenuOrTheScreenOrTheLens) {
     window.shaped = false;
     window.depth = 32;
     EXPECT_EQ(layer(), windowLayer::menu);
+    window.properties.type = WindowType::notification;
+    EXPECT_EQ(layer(), windowLayer::menu);
     window.properties.pid = 1;
+    EXPECT_EQ(layer(), windowLayer::screenSaver);
+    window.properties.type = WindowType::unstated;
     EXPECT_EQ(layer(), windowLayer::screenSaver);
     window.properties.type = WindowType::transient;
     EXPECT_EQ(layer(), windowLayer::menu);
