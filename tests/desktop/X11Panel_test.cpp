@@ -1,7 +1,9 @@
 // The lens on a real server, pixel by pixel.
 #include "desktop/AppWindow.h"
 #include "desktop/LensFixture.h"
+#include "platform/WindowList.h"
 #include "platform/x11/RaiseBudget.h"
+#include "platform/x11/X11Desktop.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -391,6 +393,18 @@ TEST_F(X11Panel, TellsWhoItIs) {
     std::uint32_t pid = 0;
     ASSERT_EQ(property(program->atom("_NET_WM_PID")).copy(reinterpret_cast<char*>(&pid), 4), 4U);
     EXPECT_EQ(pid, static_cast<std::uint32_t>(::getpid()));
+
+    // It can be captured, so that it can be left out, and is no window to magnify.
+    panel->orderFrontRegardless();
+    loop.runUntilQuiet();
+    std::string error;
+    const auto watched = x11::X11Desktop::open({.display = desktop->displayName()}, error);
+    ASSERT_TRUE(watched) << error;
+    const auto snapshot = watched->current();
+    ASSERT_TRUE(snapshot);
+    const x11::DesktopWindow* own = snapshot->find(panel->windowNumber());
+    ASSERT_NE(own, nullptr);
+    EXPECT_EQ(own->layer, windowLayer::screenSaver);
 }
 
 TEST_F(X11Panel, OutlivesALostServer) {

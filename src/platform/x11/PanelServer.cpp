@@ -1,5 +1,6 @@
 #include "platform/x11/PanelServer.h"
 
+#include <xcb/randr.h>
 #include <xcb/shape.h>
 #include <xcb/xfixes.h>
 
@@ -56,8 +57,6 @@ constexpr std::array<const char*, static_cast<std::size_t>(PanelAtom::count)> at
     "_NET_WM_NAME",
     "_NET_WM_PID",
     "_NET_WM_DESKTOP",
-    "_NET_WM_WINDOW_TYPE",
-    "_NET_WM_WINDOW_TYPE_NOTIFICATION",
     "_NET_WM_STATE",
     "_NET_WM_STATE_ABOVE",
     "_NET_WM_STATE_STICKY",
@@ -84,6 +83,7 @@ std::string PanelServer::agree() {
     xcb_prefetch_extension_data(c, &xcb_render_id);
     xcb_prefetch_extension_data(c, &xcb_shape_id);
     xcb_prefetch_extension_data(c, &xcb_xfixes_id);
+    xcb_prefetch_extension_data(c, &xcb_randr_id);
     if (!connection_->extension(xcb_render_id))
         return "the X server has no RENDER extension";
     if (!connection_->extension(xcb_shape_id))
@@ -93,6 +93,11 @@ std::string PanelServer::agree() {
         return "the X server has no XFIXES extension";
     selectionNotify_ =
         static_cast<std::uint8_t>(fixesExtension->firstEvent + XCB_XFIXES_SELECTION_NOTIFY);
+
+    hasRandr_ = connection_->extension(xcb_randr_id).has_value();
+    // Only who knows the version that has rates is told of them.
+    if (hasRandr_)
+        xcb_discard_reply(c, xcb_randr_query_version(c, 1, 2).sequence);
 
     const auto number = std::to_string(screenOf(*connection_).number);
     const std::string manager = "_NET_WM_CM_S" + number;

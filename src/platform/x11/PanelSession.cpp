@@ -65,6 +65,8 @@ void PanelSession::whenDone(std::function<void()> done) {
 }
 
 void PanelSession::askRefreshRate(std::function<void(double hertz)> answer) {
+    if (!server_->hasRandr())
+        return;
     messages_.expect<xcb_randr_get_screen_info_reply_t>(
         xcb_randr_get_screen_info(server_->get(), server_->root()),
         [answer = std::move(answer)](const xcb_randr_get_screen_info_reply_t* info) {

@@ -54,7 +54,8 @@ PanelWindow::~PanelWindow() {
 }
 
 // No window manager manages it. These tell pagers, task bars and compositing managers what it is
-// when they look at it all the same: no shadow, no effect, and no reason to stop compositing.
+// when they look at it all the same: no shadow, no effect, and no reason to stop compositing. It
+// states no type: it is none of them, and by that the window list tells it from menus.
 void PanelWindow::setProperties() {
     xcb_connection_t* c = server_->get();
     const auto set = [&](PanelAtom property, xcb_atom_t type, const auto& values) {
@@ -70,7 +71,6 @@ void PanelWindow::setProperties() {
     set(PanelAtom::netWmName, atom(PanelAtom::utf8String), windowName);
     set(PanelAtom::netWmPid, XCB_ATOM_CARDINAL, std::array{static_cast<std::uint32_t>(::getpid())});
     set(PanelAtom::netWmDesktop, XCB_ATOM_CARDINAL, std::array{everyDesktop});
-    set(PanelAtom::netWmWindowType, XCB_ATOM_ATOM, std::array{atom(PanelAtom::typeNotification)});
     set(PanelAtom::netWmState, XCB_ATOM_ATOM,
         std::array{atom(PanelAtom::stateAbove), atom(PanelAtom::stateSticky),
                    atom(PanelAtom::stateSkipTaskbar), atom(PanelAtom::stateSkipPager)});

@@ -250,8 +250,9 @@ PlainImage plainImage(const PresentedTree& tree, bool isTransparent) {
             plain.rects = std::move(inside);
         }
         // Below it, and to be seen through it.
-        const bool isBelow = at != plain.layer && (layer.hasBackground() || layer.hasContents());
-        if (image.totalOpacity < 1 && (isBelow || layer.hasShadow() || layer.hasBackground()))
+        const bool isBelow = layer.hasBackground() || layer.hasShadow() ||
+                             (layer.hasContents() && at != plain.layer);
+        if (image.totalOpacity < 1 && isBelow)
             plain.rects.clear();
         if (layer.parent == at)
             break;
