@@ -28,47 +28,46 @@ public:
         : onCall_(std::move(onCall)), next_(std::move(next)) {}
 
     void inputDidEngage(double magnitude) override {
-        onCall_({"inputDidEngage", "magnitude", magnitude});
-        if (next_)
-            next_->inputDidEngage(magnitude);
+        pass(&InputBackendDelegate::inputDidEngage, magnitude,
+             {"inputDidEngage", "magnitude", magnitude});
     }
     void inputDidUpdatePinch(double cumulative) override {
-        onCall_({"inputDidUpdatePinch", "cumulative", cumulative});
-        if (next_)
-            next_->inputDidUpdatePinch(cumulative);
+        pass(&InputBackendDelegate::inputDidUpdatePinch, cumulative,
+             {"inputDidUpdatePinch", "cumulative", cumulative});
     }
     void inputDidRelease(ReleaseReason reason) override {
-        onCall_({"inputDidRelease", "reason", toString(reason)});
-        if (next_)
-            next_->inputDidRelease(reason);
+        pass(&InputBackendDelegate::inputDidRelease, reason,
+             {"inputDidRelease", "reason", toString(reason)});
     }
     void inputGateChanged(bool active) override {
-        onCall_({"inputGateChanged", "active", active});
-        if (next_)
-            next_->inputGateChanged(active);
+        pass(&InputBackendDelegate::inputGateChanged, active,
+             {"inputGateChanged", "active", active});
     }
     void inputLockChanged(bool locked) override {
-        onCall_({"inputLockChanged", "locked", locked});
-        if (next_)
-            next_->inputLockChanged(locked);
+        pass(&InputBackendDelegate::inputLockChanged, locked,
+             {"inputLockChanged", "locked", locked});
     }
     void inputDetach(bool active) override {
-        onCall_({"inputDetach", "active", active});
-        if (next_)
-            next_->inputDetach(active);
+        pass(&InputBackendDelegate::inputDetach, active, {"inputDetach", "active", active});
     }
     void inputDidRequestRetarget(double magnitude) override {
-        onCall_({"inputDidRequestRetarget", "magnitude", magnitude});
-        if (next_)
-            next_->inputDidRequestRetarget(magnitude);
+        pass(&InputBackendDelegate::inputDidRequestRetarget, magnitude,
+             {"inputDidRequestRetarget", "magnitude", magnitude});
     }
     void inputArmingChanged(bool armed) override {
-        onCall_({"inputArmingChanged", "armed", armed});
-        if (next_)
-            next_->inputArmingChanged(armed);
+        pass(&InputBackendDelegate::inputArmingChanged, armed,
+             {"inputArmingChanged", "armed", armed});
     }
 
 private:
+    template <typename Argument>
+    void pass(void (InputBackendDelegate::*operation)(Argument), Argument argument,
+              const DelegateCall& call) {
+        onCall_(call);
+        if (next_)
+            (*next_.*operation)(argument);
+    }
+
     const OnCall onCall_;
     const std::shared_ptr<InputBackendDelegate> next_;
 };

@@ -99,7 +99,6 @@ Task<void> ZoomController::retarget(std::uint32_t previous, Point cursor) {
         " (was " + std::to_string(previous) + ")");
     targetZoom_ = zoom::bounded(displayedZoom_, maxZoom);
     belowFloor_.reset();
-    detachActive_ = false;
     co_await applyTarget(std::get<CaptureTarget>(std::move(result)), cursor);
 }
 

@@ -26,7 +26,7 @@ std::string_view toString(SessionState state) {
 }
 
 std::shared_ptr<ZoomController> ZoomController::create(Services services) {
-    const std::shared_ptr<ZoomController> self(new ZoomController(std::move(services)));
+    std::shared_ptr<ZoomController> self(new ZoomController(std::move(services)));
     self->services_.capture->setOnFrame([weak = self->weak_from_this()](const auto& surface,
                                                                         Size /*pixelSize*/,
                                                                         const Rect& /*frame*/) {
@@ -235,13 +235,13 @@ void ZoomController::endSession() {
     overlay_.setBadgeShown(false);
 }
 
-void ZoomController::sessionEnded() {
+void ZoomController::sessionEnded() const {
     // A copy: whoever is called may set another.
     if (const auto callback = onSessionEnded)
         callback();
 }
 
-void ZoomController::cancelBackendEngage() {
+void ZoomController::cancelBackendEngage() const {
     if (const auto backend = inputBackend.lock())
         backend->cancelEngage();
 }

@@ -147,9 +147,9 @@ private:
     void autoCloseLockedAtFloor();
     void teardown();
     void endSession();
-    void sessionEnded();
+    void sessionEnded() const;
     void setLocked(bool locked, std::string_view message);
-    void cancelBackendEngage();
+    void cancelBackendEngage() const;
     void syncBadge();
 
     // From the pinch to the stream. The static ones begin as work of their own on the main queue

@@ -166,6 +166,9 @@ xcb_window_t FakeWindowManager::manage(xcb_window_t client, PixelRect geometry, 
     const xcb_window_t frame = create({geometry.x - left, geometry.y - top,
                                        geometry.width + 2 * left, geometry.height + top + left},
                                       {.overrideRedirect = true, .mapped = false});
+    // What a title bar and its buttons are made of.
+    for (int part = 0; part < frameParts; ++part)
+        create({part, part, 10, 10}, {.parent = frame});
     xcb_window_t parent = frame;
     int x = left;
     int y = top;

@@ -79,6 +79,7 @@ public:
     static constexpr int edge = 4;
     static constexpr int titleBar = 20;
     static constexpr int invisibleEdge = 10;
+    static constexpr int frameParts = 30;
 
     /// Puts a client into a frame, with or without a window between, and shows it. Returns the
     /// frame.

@@ -1,6 +1,8 @@
 // The windows of a real X server, with a window manager and without one.
 #include "desktop/WindowFixture.h"
 #include "platform/WindowList.h"
+#include "platform/x11/PanelServer.h"
+#include "platform/x11/PanelWindow.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -90,6 +92,21 @@ TEST_F(WindowsTest, TheOverlayOfACompositingManagerIsNoWindow) {
     EXPECT_THAT(titles(), ElementsAre("window"));
     app->createNamed("another", {0, 0, 100, 100});
     EXPECT_THAT(titles(), ElementsAre("another", "window"));
+}
+
+// Else a lens would find itself, or count as covering what it shows.
+TEST_F(WindowsTest, PanelsOfThisProgramAreAboveAllThatCanBeMeant) {
+    std::string error;
+    const auto panels = x11::PanelServer::open(server->displayName(), error);
+    ASSERT_TRUE(panels) << error;
+    x11::PanelWindow panel(panels, {100, 100, 300, 200});
+    panel.map();
+    xcb_flush(panels->get());
+    const x11::XcbPtr<xcb_get_input_focus_reply_t> carriedOut(
+        xcb_get_input_focus_reply(panels->get(), xcb_get_input_focus(panels->get()), nullptr));
+    const x11::DesktopWindow* const found = now()->find(panel.id());
+    ASSERT_NE(found, nullptr);
+    EXPECT_EQ(found->layer, windowLayer::screenSaver);
 }
 
 class ManagedWindowsTest : public WindowFixture {

@@ -22,13 +22,15 @@ namespace lentora::replay {
 namespace {
 
 constexpr int defaultSteps = 2'000;
-constexpr int stepsPerScenario = 100;
+constexpr std::size_t stepsPerScenario = 100;
 
 // Seconds. Looking is this often; it is no multiple of the refreshes.
 constexpr double lookInterval = 0.021;
 constexpr double fade = 0.15;
 constexpr double notice = 2.5;
 constexpr double tolerance = 1e-6;
+
+constexpr EventFlags gateHeld = 0x80020;
 
 constexpr double never = -std::numeric_limits<double>::infinity();
 
@@ -37,8 +39,9 @@ class ScenarioWriter {
 public:
     explicit ScenarioWriter(std::uint32_t seed) : random_(seed) {
         head_ = R"({"launch": "session", "settings": )" + settings() + R"(, "timing": )" +
-                timing() + R"(, "windows": )" + windows() + R"(, "steps": [)";
-        for (int i = 0; i < stepsPerScenario; ++i)
+                timing() + R"(, "windows": )" + windows() +
+                R"(, "pointer": [300, 700], "steps": [)";
+        while (steps_.size() < stepsPerScenario)
             addStep();
     }
 
@@ -70,8 +73,9 @@ private:
 
     std::string timing() {
         return TraceObject()
-            .add("shareableContent", oneOf(std::array{0.0, 0.02, 0.02, 0.16, 0.3, -0.1}))
-            .add("startCapture", oneOf(std::array{0.0, 0.03, 0.03, 0.2, -0.05}))
+            .add("shareableContent",
+                 oneOf(std::array{0.0, 0.02, 0.02, 0.02, 0.16, 0.3, 0.02, -0.1}))
+            .add("startCapture", oneOf(std::array{0.0, 0.03, 0.03, 0.03, 0.2, -0.05}))
             .add("stopCapture", oneOf(std::array{0.0, 0.005, 0.2}))
             .add("firstFrame", oneOf(std::array{0.0, 0.016, 0.4}))
             .add("refresh", oneOf(std::array{60.0, 59.94, 144.0, 10.0}))
@@ -82,7 +86,7 @@ private:
     std::string windows() {
         std::string windows;
         const auto add = [&](int id, const Rect& bounds) {
-            if (chance(4))
+            if (chance(6))
                 return;
             windows += windows.empty() ? "" : ", ";
             windows += TraceObject()
@@ -90,12 +94,12 @@ private:
                            .add("pid", id)
                            .add("bounds", bounds)
                            .add("app", "App")
-                           .add("shareable", !chance(6))
+                           .add("shareable", !chance(8))
                            .text();
         };
         add(1, {100, 50, 800, 600});
         add(2, {700, 300, 500, 400});
-        add(3, {1700, 100, 900, 700});
+        add(3, {1500, 100, 900, 700});
         return "[" + windows + "]";
     }
 
@@ -122,14 +126,17 @@ private:
                                                     140, 150, 200, 300, 520, 1100, 3300};
         milliseconds_ += oneOf(pauses);
         const int choice = below(100);
-        if (choice < 35)
+        if (choice < 15)
             addFlags();
+        else if (choice < 20)
+            addDoublePress();
+        else if (choice < 27)
+            addDoublePressAndPinch();
         else if (choice < 60)
             add(step("magnify").add("delta", (below(25) - 9) * 0.01));
         else if (choice < 75)
-            add(step("pointer").add("at", Point{static_cast<double>(below(3300) - 50),
-                                                static_cast<double>(below(1300) - 110)}));
-        else if (choice < 82)
+            addPointer();
+        else if (choice < 80)
             add(step("key").add("code", chance(2) ? 53 : 48).add("flags", held_));
         else if (choice < 90)
             addCall();
@@ -138,10 +145,38 @@ private:
     }
 
     void addFlags() {
-        static constexpr std::array<EventFlags, 5> modifiers{0x80020, 0x80020, 0x80020, 0x100008,
+        static constexpr std::array<EventFlags, 5> modifiers{gateHeld, gateHeld, gateHeld, 0x100008,
                                                              0x40001};
         held_ ^= oneOf(modifiers);
         add(step("flags").add("flags", held_));
+    }
+
+    // Of the gate, and holds it. What it does depends on whether it was held before.
+    void addDoublePress() {
+        for (int i = 0; i < 3; ++i) {
+            held_ ^= gateHeld;
+            add(step("flags").add("flags", held_));
+            milliseconds_ += 60;
+        }
+    }
+
+    // Locks a lens, or shows another window in one that is locked.
+    void addDoublePressAndPinch() {
+        addDoublePress();
+        addPointer();
+        for (int i = 0; i < 3; ++i) {
+            add(step("magnify").add("delta", 0.05));
+            milliseconds_ += 30;
+        }
+        held_ ^= gateHeld;
+        add(step("flags").add("flags", held_));
+    }
+
+    void addPointer() {
+        // Where the windows are, or anywhere.
+        const Rect area = chance(4) ? Rect{-50, -110, 3300, 1300} : Rect{100, 430, 1100, 600};
+        add(step("pointer").add("at", Point{area.x + below(static_cast<int>(area.width)),
+                                            area.y + below(static_cast<int>(area.height))}));
     }
 
     void addCall() {
@@ -161,7 +196,7 @@ private:
             return add(step("displays"), "displays", displays());
         case 1:
             return add(step("permissions")
-                           .add("permissions", TraceObject().add("screenRecording", !chance(3))));
+                           .add("permissions", TraceObject().add("screenRecording", !chance(6))));
         case 2:
             return add(step("capture").add("frames", !chance(3)));
         case 3:
@@ -189,8 +224,9 @@ public:
           program_(scenario, options_) {
         const auto& timing = scenario.desktop.timing;
         // Streams that were asked for one after the other are started and stopped so, too.
-        patience_ = fade + 10 * (std::abs(timing.shareableContent) + std::abs(timing.startCapture) +
-                                 timing.stopCapture);
+        patience_ = fade + lookInterval +
+                    10 * (std::abs(timing.shareableContent) + std::abs(timing.startCapture) +
+                          timing.stopCapture);
         program_.launch();
         fixed_ = program_.zoom()->fixedZoom;
         max_ = program_.zoom()->maxZoom;
@@ -235,6 +271,9 @@ private:
         const auto has = [&](std::string_view part) {
             return line.find(part) != std::string_view::npos;
         };
+        // The session can begin and end within one step.
+        if (has("\"ARMED (") || has("\"ENGAGE ("))
+            lastBusy_ = now();
         if (has("cannot engage: protected") || has("engage blocked: "))
             notices_.push_back(now());
         if (has("\"ev\":\"panel\",\"shown\":false"))
@@ -301,8 +340,9 @@ private:
 TEST(SessionRandomWalk, KeepsWhatMustHoldAndTheContracts) {
     const char* wanted = std::getenv("LENTORA_SESSION_WALK_STEPS");
     const int steps = wanted != nullptr ? std::atoi(wanted) : defaultSteps;
-    for (int seed = 1; (seed - 1) * stepsPerScenario < steps; ++seed) {
-        const ScenarioWriter writer(static_cast<std::uint32_t>(seed));
+    const auto scenarios = (static_cast<std::uint32_t>(steps) - 1) / stepsPerScenario + 1;
+    for (std::uint32_t seed = 1; seed <= scenarios; ++seed) {
+        const ScenarioWriter writer(seed);
         const auto scenario = readScenario(writer.text());
         ASSERT_TRUE(std::holds_alternative<Scenario>(scenario))
             << std::get<ScenarioError>(scenario).pointer << ": "

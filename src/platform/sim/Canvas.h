@@ -1,8 +1,8 @@
 // Painting on a picture: blending, clips, and groups that become part of the picture as one.
 #pragma once
 
-#include "render/Shapes.h"
 #include "render/Color.h"
+#include "render/Shapes.h"
 #include "support/Picture.h"
 #include "support/Rect.h"
 

@@ -3,9 +3,9 @@
 #include "platform/sim/BlockFont.h"
 #include "platform/sim/Canvas.h"
 #include "platform/sim/PixelSource.h"
-#include "render/Shapes.h"
 #include "platform/sim/TextLayout.h"
 #include "render/LayerVisitor.h"
+#include "render/Shapes.h"
 
 #include <cmath>
 #include <memory>

@@ -42,6 +42,9 @@ const DesktopWindow* DesktopSnapshot::find(WindowId id) const {
 int layerOf(const TrackedWindow& window, const LayerSurroundings& surroundings) {
     const ClientProperties& properties = window.properties;
     const WindowState& state = properties.state;
+    // Frames are not touched by the manager, for they are its own.
+    const bool isUnmanaged = window.overrideRedirect && !window.isFramed();
+    const bool isOwn = properties.pid == surroundings.ownPid;
     switch (properties.type) {
     case WindowType::desktop:
         return windowLayer::desktop;
@@ -51,14 +54,14 @@ int layerOf(const TrackedWindow& window, const LayerSurroundings& surroundings) 
         return windowLayer::menu;
     case WindowType::utility:
         return windowLayer::floating;
+    case WindowType::notification:
+        return isUnmanaged && isOwn ? windowLayer::screenSaver : windowLayer::menu;
     case WindowType::unstated:
-        // Frames are not touched by the manager, for they are its own.
-        if (window.overrideRedirect && !window.isFramed()) {
-            if (properties.pid == surroundings.ownPid)
-                return windowLayer::screenSaver;
+        if (isUnmanaged && isOwn)
+            return windowLayer::screenSaver;
+        if (isUnmanaged)
             return hidesMonitor(window, surroundings.monitors) ? windowLayer::normal
                                                                : windowLayer::menu;
-        }
         break;
     case WindowType::normal:
         break;

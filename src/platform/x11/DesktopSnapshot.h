@@ -56,8 +56,9 @@ struct LayerSurroundings {
 /// - Windows kept above, toolbars and palettes float. A large one that floats cannot be meant.
 /// - Docks, and menus, tooltips and notifications, have layers of their own.
 /// - Windows that the manager does not touch and that say no type are mostly menus of old
-///   programs. One that hides a whole monitor is what the user looks at: normal. Those of this
-///   program are its lens, which nothing floats above.
+///   programs. One that hides a whole monitor is what the user looks at: normal.
+/// - Those of this program that are no menus are its panels, such as the lens, which nothing
+///   floats above.
 int layerOf(const TrackedWindow& window, const LayerSurroundings& surroundings);
 
 /// What the snapshot depends on beside the windows.

@@ -41,7 +41,7 @@ WindowType typeNamed(xcb_atom_t name, const Atoms& atoms) {
         {Atom::typeDropdownMenu, WindowType::transient},
         {Atom::typePopupMenu, WindowType::transient},
         {Atom::typeTooltip, WindowType::transient},
-        {Atom::typeNotification, WindowType::transient},
+        {Atom::typeNotification, WindowType::notification},
         {Atom::typeCombo, WindowType::transient},
         {Atom::typeDragAndDrop, WindowType::transient},
     }};

@@ -12,12 +12,19 @@ namespace lentora::x11 {
 
 namespace {
 
-// How deep in a frame a client is looked for, and among how many windows of one parent.
-constexpr int frameDepth = 3;
-constexpr std::size_t frameWidth = 16;
+// How deep in a frame a client is looked for, counting the frame.
+constexpr int frameDepth = 4;
+
+// How many windows of one depth are looked at. Menus may have very many.
+constexpr std::size_t mostSearched = 10'000;
 
 bool isVisible(const TrackedWindow& window) {
     return window.mapped && window.drawable;
+}
+
+std::span<const xcb_window_t> childrenOf(const xcb_query_tree_reply_t& tree) {
+    return {xcb_query_tree_children(&tree),
+            static_cast<std::size_t>(xcb_query_tree_children_length(&tree))};
 }
 
 } // namespace
@@ -90,13 +97,10 @@ void WindowReader::readAttributes(WindowTracker& tracker) {
 void WindowReader::checkTree(WindowTracker& tracker, const std::vector<Key>& keys) {
     if (keys.empty())
         return;
-    ++roundTrips_;
-    const XcbPtr<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(
-        connection_.get(), xcb_query_tree(connection_.get(), connection_.root()), nullptr));
-    if (!tree)
+    const auto trees = readTrees({connection_.root()});
+    if (!trees.front())
         return;
-    const std::span children(xcb_query_tree_children(tree.get()),
-                             static_cast<std::size_t>(xcb_query_tree_children_length(tree.get())));
+    const auto children = childrenOf(*trees.front());
     std::vector<WindowId> shown(children.begin(), children.end());
     std::ranges::sort(shown);
     for (const Key& key : keys)
@@ -106,60 +110,87 @@ void WindowReader::checkTree(WindowTracker& tracker, const std::vector<Key>& key
 // Clients
 
 void WindowReader::findClients(WindowTracker& tracker) {
-    const bool search = tracker.isClientMissing();
-    std::vector<Key> own;
-    std::vector<Key> frames;
+    std::vector<Key> keys;
     for (const TrackedWindow& window : tracker.stack()) {
-        if (!isVisible(window) || (window.stale & aspect::client) == 0)
-            continue;
-        const bool mayBeFrame = search && !tracker.isManaged(window.id);
-        (mayBeFrame ? frames : own).push_back({window.id, window.generation});
+        if (isVisible(window) && (window.stale & aspect::client) != 0)
+            keys.push_back({window.id, window.generation});
     }
-    for (const Key& key : own)
-        tracker.clientFound(key.id, key.generation, key.id);
-    if (!frames.empty())
-        searchFrames(tracker, frames);
+    if (keys.empty())
+        return;
+    climbFromClients(tracker);
+    std::vector<Key> unknown;
+    for (const Key& key : keys) {
+        if ((tracker.find(key.id)->stale & aspect::client) == 0)
+            continue;
+        if (tracker.hasUnlistedFrames())
+            unknown.push_back(key);
+        else
+            tracker.clientFound(key.id, key.generation, key.id);
+    }
+    if (!unknown.empty())
+        searchFrames(tracker, unknown);
 }
 
-void WindowReader::searchFrames(WindowTracker& tracker, const std::vector<Key>& frames) {
-    xcb_connection_t* const c = connection_.get();
-    // The windows of one depth, with the frame that they are in.
-    struct Place {
-        std::size_t frame;
-        WindowId window;
+// From the clients that a manager lists up to the children of the root.
+void WindowReader::climbFromClients(WindowTracker& tracker) {
+    struct Climb {
+        WindowId client;
+        WindowId at;
     };
-    std::vector<WindowId> clients(frames.size(), noWindow);
-    std::vector<Place> level;
-    for (std::size_t i = 0; i < frames.size(); ++i)
-        level.push_back({i, frames[i].id});
-    for (int depth = 0; depth <= frameDepth && !level.empty(); ++depth) {
+    std::vector<Climb> climbs;
+    for (const WindowId client : tracker.missingClients())
+        climbs.push_back({client, client});
+    for (int depth = 0; depth < frameDepth && !climbs.empty(); ++depth) {
         std::vector<WindowId> windows;
-        windows.reserve(level.size());
-        for (const Place& place : level)
-            windows.push_back(place.window);
-        const std::vector<bool> found = areClients(tracker, windows);
+        windows.reserve(climbs.size());
+        for (const Climb& climb : climbs)
+            windows.push_back(climb.at);
+        const auto trees = readTrees(windows);
+        std::vector<Climb> next;
+        for (std::size_t i = 0; i < climbs.size(); ++i) {
+            const xcb_window_t parent = trees[i] ? trees[i]->parent : xcb_window_t{noWindow};
+            const TrackedWindow* const frame = tracker.find(parent);
+            // A frame with several clients, which are its tabs, keeps the one it has.
+            const bool isTaken = frame != nullptr &&
+                                 (tracker.isManaged(frame->id) || tracker.isManaged(frame->client));
+            if (frame != nullptr && !isTaken)
+                tracker.clientFound(frame->id, frame->generation, climbs[i].client);
+            else if (frame == nullptr && parent != noWindow && parent != connection_.root())
+                next.push_back({climbs[i].client, parent});
+        }
+        climbs = std::move(next);
+    }
+}
+
+// Where no manager lists them, clients are known by what it writes on them.
+void WindowReader::searchFrames(WindowTracker& tracker, const std::vector<Key>& frames) {
+    // The windows of one depth, with the frame that they are in.
+    std::vector<WindowId> level;
+    std::vector<std::size_t> frameOf;
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        level.push_back(frames[i].id);
+        frameOf.push_back(i);
+    }
+    std::vector<WindowId> clients(frames.size(), noWindow);
+    for (int depth = 0; depth < frameDepth && !level.empty(); ++depth) {
+        const std::vector<bool> found = areClients(level);
         for (std::size_t i = 0; i < level.size(); ++i) {
-            if (found[i] && clients[level[i].frame] == noWindow)
-                clients[level[i].frame] = level[i].window;
+            if (found[i] && clients[frameOf[i]] == noWindow)
+                clients[frameOf[i]] = level[i];
         }
-        std::erase_if(level, [&](const Place& place) { return clients[place.frame] != noWindow; });
-        std::vector<xcb_query_tree_cookie_t> cookies;
-        cookies.reserve(level.size());
-        for (const Place& place : level)
-            cookies.push_back(xcb_query_tree(c, place.window));
-        std::vector<Place> next;
-        roundTrips_ += cookies.empty() ? 0 : 1;
-        for (std::size_t i = 0; i < cookies.size(); ++i) {
-            const XcbPtr<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(c, cookies[i], nullptr));
-            if (!tree)
+        const auto trees = readTrees(level);
+        std::vector<WindowId> below;
+        std::vector<std::size_t> frameOfBelow;
+        for (std::size_t i = 0; i < level.size(); ++i) {
+            if (!trees[i] || clients[frameOf[i]] != noWindow)
                 continue;
-            const std::span children(
-                xcb_query_tree_children(tree.get()),
-                static_cast<std::size_t>(xcb_query_tree_children_length(tree.get())));
-            for (const WindowId child : children.first(std::min(children.size(), frameWidth)))
-                next.push_back({level[i].frame, child});
+            const auto children = childrenOf(*trees[i]);
+            below.insert(below.end(), children.begin(), children.end());
+            frameOfBelow.insert(frameOfBelow.end(), children.size(), frameOf[i]);
         }
-        level = std::move(next);
+        level = std::move(below);
+        frameOf = std::move(frameOfBelow);
+        level.resize(std::min(level.size(), mostSearched));
     }
     for (std::size_t i = 0; i < frames.size(); ++i) {
         tracker.clientFound(frames[i].id, frames[i].generation,
@@ -167,15 +198,7 @@ void WindowReader::searchFrames(WindowTracker& tracker, const std::vector<Key>& 
     }
 }
 
-// Without a list of the clients, they are known by what the window manager writes on them.
-std::vector<bool> WindowReader::areClients(const WindowTracker& tracker,
-                                           const std::vector<WindowId>& windows) {
-    std::vector<bool> answer;
-    if (tracker.isListKnown()) {
-        for (const WindowId window : windows)
-            answer.push_back(tracker.isManaged(window));
-        return answer;
-    }
+std::vector<bool> WindowReader::areClients(const std::vector<WindowId>& windows) {
     xcb_connection_t* const c = connection_.get();
     std::vector<xcb_get_property_cookie_t> cookies;
     cookies.reserve(windows.size());
@@ -184,11 +207,27 @@ std::vector<bool> WindowReader::areClients(const WindowTracker& tracker,
             xcb_get_property(c, 0, window, atoms_[Atom::wmState], XCB_GET_PROPERTY_TYPE_ANY, 0, 1));
     }
     ++roundTrips_;
+    std::vector<bool> answer;
     for (const auto cookie : cookies) {
         const XcbPtr<xcb_get_property_reply_t> reply(xcb_get_property_reply(c, cookie, nullptr));
         answer.push_back(PropertyValue(reply.get()).type() != XCB_ATOM_NONE);
     }
     return answer;
+}
+
+std::vector<XcbPtr<xcb_query_tree_reply_t>>
+WindowReader::readTrees(const std::vector<WindowId>& windows) {
+    xcb_connection_t* const c = connection_.get();
+    std::vector<xcb_query_tree_cookie_t> cookies;
+    cookies.reserve(windows.size());
+    for (const WindowId window : windows)
+        cookies.push_back(xcb_query_tree(c, window));
+    ++roundTrips_;
+    std::vector<XcbPtr<xcb_query_tree_reply_t>> trees;
+    trees.reserve(windows.size());
+    for (const auto cookie : cookies)
+        trees.emplace_back(xcb_query_tree_reply(c, cookie, nullptr));
+    return trees;
 }
 
 } // namespace lentora::x11

@@ -36,9 +36,10 @@ private:
     void readAttributes(WindowTracker& tracker);
     void checkTree(WindowTracker& tracker, const std::vector<Key>& keys);
     void findClients(WindowTracker& tracker);
+    void climbFromClients(WindowTracker& tracker);
     void searchFrames(WindowTracker& tracker, const std::vector<Key>& frames);
-    std::vector<bool> areClients(const WindowTracker& tracker,
-                                 const std::vector<WindowId>& windows);
+    std::vector<bool> areClients(const std::vector<WindowId>& windows);
+    std::vector<XcbPtr<xcb_query_tree_reply_t>> readTrees(const std::vector<WindowId>& windows);
 
     const Connection& connection_;
     const Atoms& atoms_;

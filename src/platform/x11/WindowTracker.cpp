@@ -231,20 +231,19 @@ void WindowTracker::propertyChanged(WindowId window, Aspects aspects) {
 }
 
 void WindowTracker::setManaged(std::optional<std::span<const WindowId>> clients) {
-    isListKnown_ = clients.has_value();
     managed_.clear();
     if (clients)
         managed_.insert(clients->begin(), clients->end());
-    if (isClientMissing())
+    if (hasUnlistedFrames_ || !missingClients().empty())
         searchAgain();
 }
 
-bool WindowTracker::isClientMissing() const {
-    if (!isListKnown_)
-        return hasUnlistedFrames_;
-    return std::ranges::any_of(managed_, [&](WindowId client) {
+std::vector<WindowId> WindowTracker::missingClients() const {
+    std::vector<WindowId> missing;
+    std::ranges::copy_if(managed_, std::back_inserter(missing), [&](WindowId client) {
         return !positions_.contains(client) && !topLevels_.contains(client);
     });
+    return missing;
 }
 
 // What was read

@@ -61,8 +61,9 @@ enum class WindowType {
     dock,
     /// Toolbars and palettes.
     utility,
-    /// Menus, tooltips, notifications and what else comes and goes above the windows.
+    /// Menus, tooltips and what else comes and goes above the windows.
     transient,
+    notification,
 };
 
 /// Pixels on the four sides of a window.
@@ -202,10 +203,10 @@ public:
     const TrackedWindow* find(WindowId id) const;
     /// The child of the root that a client belongs to.
     const TrackedWindow* ofClient(WindowId client) const;
-    /// A client is inside of a frame that is not known yet.
-    bool isClientMissing() const;
+    /// The clients that the manager lists and that are in no frame that is known.
+    std::vector<WindowId> missingClients() const;
     bool isManaged(WindowId client) const { return managed_.contains(client); }
-    bool isListKnown() const { return isListKnown_; }
+    bool hasUnlistedFrames() const { return hasUnlistedFrames_; }
 
 private:
     using Position = std::list<TrackedWindow>::iterator;
@@ -223,7 +224,6 @@ private:
     /// From clients to the children of the root that they belong to.
     std::unordered_map<WindowId, WindowId> topLevels_;
     std::unordered_set<WindowId> managed_;
-    bool isListKnown_ = false;
     bool hasUnlistedFrames_ = false;
     std::uint64_t lastGeneration_ = 0;
 };

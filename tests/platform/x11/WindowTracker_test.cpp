@@ -98,9 +98,9 @@ TEST_F(WindowTrackerTest, OnlyWhatChangedIsReadAgain) {
 
 TEST_F(WindowTrackerTest, AClientThatLeavesItsFrameTakesItsPropertiesWithIt) {
     tracker.setManaged(std::vector<WindowId>{5});
-    EXPECT_TRUE(tracker.isClientMissing());
+    EXPECT_THAT(tracker.missingClients(), ElementsAre(5));
     show(1, 5);
-    EXPECT_FALSE(tracker.isClientMissing());
+    EXPECT_THAT(tracker.missingClients(), IsEmpty());
     EXPECT_EQ(tracker.ofClient(5), tracker.find(1));
     tracker.propertyChanged(5, aspect::title);
     EXPECT_EQ(stale(1), aspect::title);
@@ -197,7 +197,11 @@ TEST_F(WindowLayerTest, WhatNobodyManagesIsAMenuOrTheScreenOrTheLens) {
     window.shaped = false;
     window.depth = 32;
     EXPECT_EQ(layer(), windowLayer::menu);
+    window.properties.type = WindowType::notification;
+    EXPECT_EQ(layer(), windowLayer::menu);
     window.properties.pid = 1;
+    EXPECT_EQ(layer(), windowLayer::screenSaver);
+    window.properties.type = WindowType::unstated;
     EXPECT_EQ(layer(), windowLayer::screenSaver);
     window.properties.type = WindowType::transient;
     EXPECT_EQ(layer(), windowLayer::menu);
