@@ -264,8 +264,8 @@ public:
     /// About a point from the top left, and to the right, as the bare client does.
     void zoom(double factor, double x, double y, int shift = 0) {
         const double bottom = height_ - y;
-        image_->setFrame({(1 - factor) * x + shift, (1 - factor) * bottom, factor * width_,
-                          factor * height_});
+        image_->setFrame(
+            {(1 - factor) * x + shift, (1 - factor) * bottom, factor * width_, factor * height_});
         badge_->setPosition({x + 32, bottom - 16});
     }
 
