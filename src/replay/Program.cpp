@@ -59,6 +59,11 @@ Program::Program(const Scenario& scenario, const ReplayOptions& options)
                               options.home + "/Library/Logs/Lentora");
 }
 
+Program::~Program() {
+    // Work that never came to run holds parts of the program, which go before the desktop does.
+    desktop_.timeline.clear();
+}
+
 void Program::launch() {
     windowTarget_ =
         WindowTarget::create({desktop_.shareableContent, desktop_.windowList, desktop_.displays,
@@ -134,7 +139,6 @@ void Program::finish() {
     }
     runUntil(desktop_.shareableContent.lastAnswerTime());
     desktop_.checkNothingLeft();
-    desktop_.timeline.clear();
 }
 
 // The steps

@@ -24,6 +24,9 @@ class Program {
 public:
     /// The desktop as it is before the launch. `scenario` and `options` outlive the program.
     Program(const Scenario& scenario, const ReplayOptions& options);
+    ~Program();
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
 
     void launch();
 
