@@ -44,7 +44,7 @@ QFont fontOf(const Font& font) {
     QFont made = QFontDatabase::systemFont(QFontDatabase::GeneralFont);
     made.setPixelSize(std::max(static_cast<int>(std::lround(font.size)), 1));
     made.setWeight(weightOf(font.weight));
-    made.setHintingPreference(QFont::PreferVerticalHinting);
+    made.setHintingPreference(QFont::PreferNoHinting);
     made.setStyleStrategy(QFont::PreferAntialias);
     return made;
 }
