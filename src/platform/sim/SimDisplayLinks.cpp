@@ -52,7 +52,8 @@ void SimDisplayLinks::scheduleNext(const std::shared_ptr<Beat>& beat) {
         if (!held)
             return;
         held->onRefresh(time);
-        scheduleNext(held);
+        if (held.use_count() > 1)
+            scheduleNext(held);
     });
 }
 
