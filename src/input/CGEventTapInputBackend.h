@@ -133,9 +133,9 @@ private:
     void signalLock();
     void signalArming();
     void postHotKeyCallback(const std::function<void()>& callback);
-    template <typename Call>
+    using Call = std::function<void(InputBackendDelegate&)>;
     void toMain(Call call);
-    void callNow(const std::function<void(InputBackendDelegate&)>& call);
+    void callNow(const Call& call);
 
     const Services services_;
     const TapLocation location_;

@@ -8,6 +8,16 @@
 
 namespace lentora {
 
+struct Refresh {
+    /// Seconds of the media clock.
+    double timestamp = 0;
+    /// Refreshes before it were left out because the link rested.
+    bool isAfterRest = false;
+    /// In that case, when the last of them was; 0 where that is not known. From there on things
+    /// move as they would have without the rest.
+    double lastLeftOut = 0;
+};
+
 /// A beat that runs. Letting go of it ends it, also from inside of a call: none follows. Main
 /// thread.
 class DisplayLink {
@@ -17,12 +27,19 @@ public:
     /// What the beat is in step with from now on: the display with the frame `display` (Cocoa
     /// space).
     virtual void follow(const Rect& display) = 0;
+
+    /// Until the pointer moves, or `wake`, there is nothing to do at a refresh, so that calls may
+    /// be left out; they need not be. One may still follow. Asked for anew by each call that finds
+    /// nothing to do.
+    virtual void restUntilPointerMoves() = 0;
+
+    /// There is something to do at the next refresh.
+    virtual void wake() = 0;
 };
 
 class DisplayLinks {
 public:
-    /// `timestamp` is the time of the refresh, in seconds of the media clock.
-    using OnRefresh = std::function<void(double timestamp)>;
+    using OnRefresh = std::function<void(const Refresh& refresh)>;
 
     virtual ~DisplayLinks() = default;
 

@@ -1,5 +1,6 @@
 #include "render/CursorBadge.h"
 
+#include "render/Fades.h"
 #include "render/Glyph.h"
 
 #include <algorithm>
@@ -10,9 +11,6 @@
 namespace lentora {
 
 namespace {
-
-// Seconds.
-constexpr double fadeDuration = 0.15;
 
 // In the badge, points.
 constexpr Rect glyphFrame{7, 7, 18, 18};
@@ -48,11 +46,8 @@ void CursorBadge::setCursorBadge(bool visible, double screenScale) {
 }
 
 void CursorBadge::setContentsScale(double screenScale) {
-    for (const auto& layer : {cursorBadge_, cursorGlyph_}) {
-        LayerStyle style = layer->style();
-        style.contentsScale = screenScale;
-        layer->setStyle(style);
-    }
+    cursorBadge_->setContentsScale(screenScale);
+    cursorGlyph_->setContentsScale(screenScale);
     // The glyph is drawn for the scale, pixel by pixel, so that nothing has to be scaled. A scale
     // that makes no sense has no picture, which leaves a plain disc.
     const double pixels = glyphFrame.width * screenScale;

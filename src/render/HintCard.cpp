@@ -1,6 +1,7 @@
 #include "render/HintCard.h"
 
 #include "render/AttributedText.h"
+#include "render/Fades.h"
 #include "render/OverlayPanel.h"
 
 #include <cmath>
@@ -15,9 +16,6 @@ namespace {
 constexpr double cardMargin = 14;
 constexpr double cornerRadius = 12;
 constexpr double borderWidth = 1;
-
-// Seconds.
-constexpr double fadeDuration = 0.15;
 
 constexpr double bigFontSize = 15;
 constexpr double spaceAboveCommands = 7;

@@ -1,4 +1,4 @@
-// The card in the lens's bottom-left corner: the zoom, a title, and for a locked lens what one
+// The card in the display's bottom-left corner: the zoom, a title, and for a locked lens what one
 // can do. Its colours are chosen against what is behind it.
 #pragma once
 

@@ -22,6 +22,12 @@ void Layer::setStyle(const LayerStyle& style) {
     noteChange();
 }
 
+void Layer::setContentsScale(double scale) {
+    LayerStyle style = style_;
+    style.contentsScale = scale;
+    setStyle(style);
+}
+
 void Layer::setContents(LayerContents contents) {
     if (contents == contents_)
         return;

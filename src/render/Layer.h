@@ -122,6 +122,8 @@ public:
 
     const LayerStyle& style() const { return style_; }
     void setStyle(const LayerStyle& style);
+    /// Of the style.
+    void setContentsScale(double scale);
 
     const LayerContents& contents() const { return contents_; }
     void setContents(LayerContents contents);

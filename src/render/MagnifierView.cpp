@@ -1,5 +1,7 @@
 #include "render/MagnifierView.h"
 
+#include "render/Fades.h"
+
 #include <algorithm>
 #include <cmath>
 #include <utility>
@@ -14,16 +16,10 @@ constexpr double clipCornerRadius = 10;
 constexpr double clipBorderWidth = 2;
 constexpr Color clipBorderColor = Color::white(1, 0.9);
 
-constexpr Transition lensFade{MagnifierView::fadeDuration, TimingFunction::easeOut()};
+constexpr Transition lensFade{fadeDuration, TimingFunction::easeOut()};
 
 double held(double value, double limit) {
     return std::isnan(value) ? 0 : std::min(std::max(value, 0.0), limit);
-}
-
-void setContentsScale(Layer& layer, double scale) {
-    LayerStyle style = layer.style();
-    style.contentsScale = scale;
-    layer.setStyle(style);
 }
 
 } // namespace
@@ -58,27 +54,27 @@ void MagnifierView::beginSession(const Rect& windowRect, Point newFocus, Size ne
                                  double screenScale) {
     sourcePointSize_ = newSourceSize;
     setFocus(newFocus);
-    releasing = false;
-    awaitingFirstFrame = true;
+    releasing_ = false;
+    awaitingFirstFrame_ = true;
     const int token = ++sessionToken_;
     transactions_.withoutAnimation([&] {
         clipLayer_->setFrame(windowRect);
-        setContentsScale(*clipLayer_, screenScale);
-        setContentsScale(*imageLayer_, screenScale);
+        clipLayer_->setContentsScale(screenScale);
+        imageLayer_->setContentsScale(screenScale);
         imageLayer_->setContents(std::monostate{});
         imageLayer_->setFrame({0, 0, sourcePointSize_.width, sourcePointSize_.height});
         clipLayer_->setOpacity(0);
     });
     mainQueue_.postAfter(firstFrameLimit, [this, self = lifetime_.watch(), token] {
-        if (!self || sessionToken_ != token || !awaitingFirstFrame || releasing)
+        if (!self || sessionToken_ != token || !awaitingFirstFrame_ || releasing_)
             return;
-        awaitingFirstFrame = false;
+        awaitingFirstFrame_ = false;
         fadeInClip();
     });
 }
 
 void MagnifierView::apply(Point focus, double zoom) {
-    if (releasing)
+    if (releasing_)
         return;
     setFocus(focus);
     // Adding 0 turns -0 into 0, which reads better in traces.
@@ -87,15 +83,30 @@ void MagnifierView::apply(Point focus, double zoom) {
     transactions_.withoutAnimation([&] { imageLayer_->setFrame(frame); });
 }
 
-void MagnifierView::fadeInClip() {
-    if (releasing)
+void MagnifierView::showFrame(const std::shared_ptr<const Surface>& surface) {
+    if (releasing_)
         return;
+    imageLayer_->setContents(surface);
+    if (std::exchange(awaitingFirstFrame_, false))
+        fadeInClip();
+}
+
+void MagnifierView::fadeInClip() {
     transactions_.animated(lensFade, [&] { clipLayer_->setOpacity(1); });
 }
 
+void MagnifierView::clearLens() {
+    releasing_ = false;
+    awaitingFirstFrame_ = false;
+    transactions_.withoutAnimation([&] {
+        clipLayer_->setOpacity(0);
+        imageLayer_->setContents(std::monostate{});
+    });
+}
+
 void MagnifierView::releaseSession() {
-    releasing = true;
-    awaitingFirstFrame = false;
+    releasing_ = true;
+    awaitingFirstFrame_ = false;
     hint_.fadeHint(false);
     transactions_.animated(
         lensFade,
@@ -110,7 +121,7 @@ void MagnifierView::releaseSession() {
 }
 
 void MagnifierView::releaseArmed() {
-    releasing = true;
+    releasing_ = true;
     hint_.fadeHint(false, [this, self = lifetime_.watch()] {
         if (self)
             completeRelease();
@@ -122,7 +133,7 @@ void MagnifierView::setFocus(Point focus) {
 }
 
 void MagnifierView::completeRelease() const {
-    if (releasing && onReleaseComplete)
+    if (releasing_ && onReleaseComplete)
         onReleaseComplete();
 }
 

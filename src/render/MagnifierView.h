@@ -51,8 +51,6 @@ public:
         Screenshots& screenshots;
     };
 
-    /// Seconds of every fade of the lens and of closing it.
-    static constexpr double fadeDuration = 0.15;
     /// Seconds after which a lens without a frame is shown all the same.
     static constexpr double firstFrameLimit = 0.35;
 
@@ -75,8 +73,12 @@ public:
     /// releasing.
     void apply(Point focus, double zoom);
 
-    /// Fades the lens in. Nothing while releasing.
-    void fadeInClip();
+    /// Shows a frame, and with the first one of a lens fades the lens in. Nothing while releasing.
+    void showFrame(const std::shared_ptr<const Surface>& surface);
+
+    /// Makes the lens, whatever it is doing, empty and invisible at once: only hint and badge are
+    /// left.
+    void clearLens();
 
     /// Zooms back to 1x, fades everything out, then calls `onReleaseComplete`.
     void releaseSession();
@@ -84,11 +86,11 @@ public:
     /// Fades the hint out, then calls `onReleaseComplete`.
     void releaseArmed();
 
-    /// A close has begun, and no new lens since. Who begins the armed state resets it.
-    bool releasing = false;
+    /// A close has begun, and since then neither a new lens nor `clearLens`.
+    bool releasing() const { return releasing_; }
 
-    /// The lens is transparent until its first frame. Who sets the frame resets it and fades in.
-    bool awaitingFirstFrame = false;
+    /// The lens is transparent until its first frame.
+    bool awaitingFirstFrame() const { return awaitingFirstFrame_; }
 
     /// Called at the end of a close, if it was not overtaken by a new lens. May be empty.
     std::function<void()> onReleaseComplete;
@@ -112,13 +114,13 @@ public:
     const std::shared_ptr<Layer>& cursorGlyph() const { return badge_.cursorGlyph(); }
     const HintCard& hint() const { return hint_; }
 
-    Size sourcePointSize() const { return sourcePointSize_; }
     /// Inside of the window.
     Point focusInClip() const { return focusInClip_; }
     /// Counts the lenses.
     int sessionToken() const { return sessionToken_; }
 
 private:
+    void fadeInClip();
     void setFocus(Point focus);
     void completeRelease() const;
 
@@ -131,6 +133,8 @@ private:
     CursorBadge badge_;
     Size sourcePointSize_{1, 1};
     Point focusInClip_;
+    bool releasing_ = false;
+    bool awaitingFirstFrame_ = false;
     int sessionToken_ = 0;
     Lifetime lifetime_;
 };

@@ -17,10 +17,6 @@ public:
     /// Not on the screen yet. `contentRect` is in Cocoa space.
     static std::shared_ptr<OverlayPanel> create(Panels& panels, const Rect& contentRect);
 
-    /// The keyboard stays with the application that the user works in.
-    static constexpr bool canBecomeKeyWindow() { return false; }
-    static constexpr bool canBecomeMainWindow() { return false; }
-
     /// Fills the panel with `view`, which then is in this window.
     void setContentView(MagnifierView& view);
 

@@ -5,8 +5,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 
 namespace lentora {
+
+/// How far a shadow is followed, in its deviations; what is left of it there is less than a grey
+/// step.
+inline constexpr double shadowReach = 3;
 
 struct RoundedRect {
     Rect rect;
@@ -23,6 +28,13 @@ struct RoundedRect {
 
     /// How much of the pixel around `center` is inside, from 0 to 1; exact along straight edges.
     double coverage(Point center) const { return std::clamp(0.5 - distance(center), 0.0, 1.0); }
+
+    /// Likewise of its shadow, blurred with the standard deviation `deviation`: as along a straight
+    /// edge, which is close enough where corners are wider than the blur.
+    double shadowCoverage(Point center, double deviation) const {
+        return deviation > 0 ? std::erfc(distance(center) / (deviation * std::numbers::sqrt2)) / 2
+                             : coverage(center);
+    }
 
     /// Without a margin of this width on every side.
     RoundedRect inset(double margin) const {

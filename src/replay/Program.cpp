@@ -1,10 +1,10 @@
 #include "replay/Program.h"
 
 #include "platform/sim/DesktopPicture.h"
+#include "platform/sim/SimSession.h"
 #include "replay/Dump.h"
 #include "support/Settings.h"
 
-#include <algorithm>
 #include <cmath>
 #include <utility>
 #include <variant>
@@ -42,6 +42,7 @@ double restAfter(const sim::Timing& timing) {
 Program::Program(const Scenario& scenario, const ReplayOptions& options)
     : scenario_(scenario), options_(options), strings_(scenario.locale) {
     desktop_.state = scenario.desktop;
+    desktop_.displayLinks.restless = options.restless;
     for (const auto& [key, value] : scenario.settings)
         desktop_.defaults.setValue(key, value);
     desktop_.unifiedLog.onRecord = [this](const LogRecord& record) {
@@ -65,58 +66,27 @@ Program::~Program() {
 }
 
 void Program::launch() {
-    windowTarget_ =
-        WindowTarget::create({desktop_.shareableContent, desktop_.windowList, desktop_.displays,
-                              desktop_.pointer, desktop_.applications, desktop_.focusedWindows,
-                              desktop_.permissions, desktop_.timeline, desktop_.executor, *log_},
-                             IndependentApps());
-    if (scenario_.launch == Launch::session)
-        launchSession();
+    const SessionServices services = sim::sessionServices(desktop_, *log_, strings_);
+    if (scenario_.launch == Launch::session) {
+        session_ = makeSession(services, IndependentApps());
+        applySettings(Settings(desktop_.defaults), strings_, *session_.zoom);
+    } else {
+        session_.windowTarget = makeWindowTarget(services, IndependentApps());
+    }
     launchBackend();
     desktop_.timeline.settle();
 }
 
-void Program::launchSession() {
-    constexpr bool slowProcessor = false;
-    capture_ = WindowCapture::create({desktop_.captureStreams, desktop_.shareableContent,
-                                      desktop_.displays, desktop_.applications, desktop_.timeline,
-                                      desktop_.executor, desktop_.mainQueue, *log_},
-                                     slowProcessor);
-    zoom_ = ZoomController::create({.windowTarget = windowTarget_,
-                                    .capture = capture_,
-                                    .panels = desktop_.panels,
-                                    .displayLinks = desktop_.displayLinks,
-                                    .displays = desktop_.displays,
-                                    .pointer = desktop_.pointer,
-                                    .permissions = desktop_.permissions,
-                                    .textMeasurer = desktop_.textMeasurer,
-                                    .shareableContent = desktop_.shareableContent,
-                                    .screenshots = desktop_.screenshots,
-                                    .clock = desktop_.timeline,
-                                    .mainQueue = desktop_.mainQueue,
-                                    .log = *log_,
-                                    .strings = strings_});
-    const Settings settings(desktop_.defaults);
-    zoom_->continuousZoom = settings.continuousZoom();
-    zoom_->maxZoom = settings.maxZoomLevel();
-    zoom_->fixedZoom = std::min(settings.fixedZoomLevel(), settings.maxZoomLevel());
-    zoom_->gateName = displayName(settings.gate(), strings_);
-}
-
 void Program::launchBackend() {
-    const Settings settings(desktop_.defaults);
     backend_ = CGEventTapInputBackend::create(
         {desktop_.eventTap, desktop_.mainQueue, desktop_.executor, desktop_.timeline, *log_},
         scenario_.backend == BackendKind::tapHID ? TapLocation::hid : TapLocation::session);
     delegate_ = std::make_shared<DelegateRecorder>(
-        [this](const DelegateCall& call) { printCall(call); }, zoom_);
+        [this](const DelegateCall& call) { printCall(call); }, session_.zoom);
     backend_->setDelegate(delegate_);
-    if (zoom_)
-        zoom_->inputBackend = backend_;
-    backend_->setGate(settings.gate());
-    backend_->setPinchEnabled(settings.trackpadEnabled());
-    if (settings.keyboardEnabled())
-        backend_->setHotKey(settings.hotKey());
+    if (session_.zoom)
+        session_.zoom->inputBackend = backend_;
+    applySettings(Settings(desktop_.defaults), *backend_);
     backend_->setOnHotKeyDown([this] { printHotKey(true); });
     backend_->setOnHotKeyUp([this] { printHotKey(false); });
     backend_->start();
@@ -132,9 +102,9 @@ void Program::perform(const Step& step) {
 void Program::finish() {
     printing_ = false;
     backend_->stop();
-    if (zoom_) {
+    if (session_.zoom) {
         // The choice of a window may be under way, and a notice come of it.
-        zoom_->closeSession();
+        session_.zoom->closeSession();
         runUntil(desktop_.timeline.now() + restAfter(desktop_.state.timing));
     }
     runUntil(desktop_.shareableContent.lastAnswerTime());
@@ -198,11 +168,11 @@ void Program::apply(const Step& /*step*/, const CallStep& action) {
         return backend_->start();
     // The reader lets these through only where there is what they need.
     case CallOp::keyboardOpen:
-        return zoom_->keyboardOpen();
+        return session_.zoom->keyboardOpen();
     case CallOp::closeSession:
-        return zoom_->closeSession();
+        return session_.zoom->closeSession();
     case CallOp::keyboardSetLocked:
-        return zoom_->keyboardSetLocked(action.locked);
+        return session_.zoom->keyboardSetLocked(action.locked);
     case CallOp::quit:
         return;
     }
@@ -222,8 +192,8 @@ void Program::apply(const Step& /*step*/, const TargetStep& /*action*/) {
 
 void Program::apply(const Step& /*step*/, const DumpStep& /*action*/) {
     TraceObject dump = line("dump");
-    if (zoom_)
-        addSession(dump, *zoom_, desktop_, *capture_);
+    if (session_.zoom)
+        addSession(dump, *session_.zoom, desktop_, *session_.capture);
     addBackend(dump, *backend_);
     addSettings(dump, desktop_.defaults);
     print(dump);
@@ -239,7 +209,7 @@ void Program::apply(const Step& /*step*/, const PngStep& action) {
 }
 
 Task<void> Program::printTarget() {
-    const WindowTarget::Result result = co_await windowTarget_->windowUnderCursor();
+    const WindowTarget::Result result = co_await session_.windowTarget->windowUnderCursor();
     co_await continueOn(desktop_.mainQueue);
     TraceObject target = line("target");
     print(addTarget(target, result));

@@ -1,8 +1,7 @@
 // The program on a simulated desktop, as much of it as a scenario launches.
 #pragma once
 
-#include "capture/WindowCapture.h"
-#include "capture/WindowTarget.h"
+#include "app/SessionParts.h"
 #include "input/CGEventTapInputBackend.h"
 #include "input/DelegateRecorder.h"
 #include "platform/sim/SimDesktop.h"
@@ -12,7 +11,6 @@
 #include "support/Log.h"
 #include "support/StringTable.h"
 #include "support/Task.h"
-#include "zoom/ZoomController.h"
 
 #include <memory>
 #include <string>
@@ -45,12 +43,11 @@ public:
     /// After the launch.
     const CGEventTapInputBackend& backend() const { return *backend_; }
     /// After the launch of a session; null otherwise.
-    const ZoomController* zoom() const { return zoom_.get(); }
-    const WindowCapture* capture() const { return capture_.get(); }
+    const ZoomController* zoom() const { return session_.zoom.get(); }
+    const WindowCapture* capture() const { return session_.capture.get(); }
 
 private:
     void launchBackend();
-    void launchSession();
 
     void apply(const Step& step, InputEvent event);
     void apply(const Step& step, const PointerStep& action);
@@ -80,9 +77,8 @@ private:
     // What is below uses it, so it goes last.
     sim::SimDesktop desktop_;
     std::unique_ptr<Log> log_;
-    std::shared_ptr<WindowTarget> windowTarget_;
-    std::shared_ptr<WindowCapture> capture_;
-    std::shared_ptr<ZoomController> zoom_;
+    // Of which a launch without a session has the first alone.
+    SessionParts session_;
     std::shared_ptr<DelegateRecorder> delegate_;
     std::shared_ptr<CGEventTapInputBackend> backend_;
 };

@@ -21,6 +21,8 @@ struct ReplayOptions {
     /// Called with every picture of a `png` step, and the file name that the step gives it. May be
     /// empty where no step makes one.
     std::function<void(const Picture& picture, const std::string& file)> writePicture;
+    /// The display's beats come also where the session lets them rest, which must not be seen.
+    bool restless = false;
 };
 
 /// Returns what the program did against the contracts of its platform interfaces.

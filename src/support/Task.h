@@ -1,6 +1,7 @@
 // Asynchronous steps as coroutines. A step that waits for the platform suspends, and goes on as
 // work posted to a queue, so the code between two suspensions always runs on the queue's thread.
-// A step whose answer never comes is taken apart, locals and all, on that thread as well.
+// A step whose answer never comes is taken apart, locals and all: on that thread as well, or where
+// its queue has ended, on the one that would have posted.
 #pragma once
 
 #include <coroutine>

@@ -66,6 +66,10 @@ std::string serverConfigText(const ServerConfig& config) {
                        "  Option \"AutoBindGPU\" \"false\"\n"
                        "EndSection\n"
                        "Section \"Module\"\n  Disable \"glx\"\nEndSection\n";
+    if (!config.withoutExtension.empty()) {
+        text += "Section \"Extensions\"\n  Option \"" + config.withoutExtension +
+                "\" \"Disable\"\nEndSection\n";
+    }
     text += inputDevice("Test keyboard", "Keyboard", config.keyboardSocket, keyboardOptions);
     text += inputDevice("Test mouse", "Pointer", config.mouseSocket, pointerOptions);
     if (touchpad) {

@@ -12,7 +12,8 @@ struct ServerConfig {
     int virtualHeight = 0;
     std::string keyboardSocket; ///< absolute paths where the driver makes its sockets
     std::string mouseSocket;
-    std::string touchpadSocket; ///< empty: no touchpad
+    std::string touchpadSocket;   ///< empty: no touchpad
+    std::string withoutExtension; ///< as servers call it; empty: all are there
 };
 
 /// Name of the server layout in that configuration, for the server's -layout.

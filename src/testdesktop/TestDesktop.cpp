@@ -51,6 +51,7 @@ ServerConfig serverConfig(const TestDesktopOptions& options, const DesktopFolder
     config.virtualHeight = options.virtualHeight;
     config.keyboardSocket = folder.file(keyboardName);
     config.mouseSocket = folder.file(mouseName);
+    config.withoutExtension = options.withoutExtension;
     config.touchpadSocket = options.withTouchpad ? folder.file(touchpadName) : std::string();
     return config;
 }

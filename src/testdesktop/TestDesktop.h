@@ -27,6 +27,9 @@ struct TestDesktopOptions {
     /// False: only a keyboard and a mouse, nothing that could pinch.
     bool withTouchpad = true;
 
+    /// The name of an extension that is switched off; empty: none is.
+    std::string withoutExtension = {};
+
     /// Where the private folder is made: an absolute path, at most 60 characters long.
     std::string parentFolder = "/tmp";
 

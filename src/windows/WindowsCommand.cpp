@@ -64,7 +64,8 @@ int runWindowsCommand(const WindowsArguments& arguments) {
         std::cout << asJson(*report).dump(2) << '\n';
     else
         std::cout << asText(*report);
-    return EXIT_SUCCESS;
+    std::cout.flush();
+    return std::cout ? EXIT_SUCCESS : fail("the list cannot be written");
 }
 
 } // namespace lentora::windows

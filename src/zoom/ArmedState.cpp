@@ -11,7 +11,7 @@ void ZoomController::enterArmed() {
     displayedZoom_ = 1;
     lastShownPercent_.reset();
     presentOverlay(geometry_.screenForCocoaPoint(cursor));
-    overlay_.clearLens();
+    overlay_.magnifier().clearLens();
     updatePanel();
     syncBadge();
     overlay_.placeBadge(cursor);
@@ -35,10 +35,11 @@ void ZoomController::tickArmed() {
     const Screen screen = geometry_.screenForCocoaPoint(cursor);
     if (screen.frame != overlay_.screenFrame()) {
         presentOverlay(screen);
-        overlay_.clearLens();
+        overlay_.magnifier().clearLens();
         // Not a change of what is shown but of the scale that it is drawn for.
         overlay_.magnifier().setCursorBadge(true, screen.scale);
     }
+    // No rest: the display under a pointer that stands still can become another.
     overlay_.placeBadge(cursor);
 }
 

@@ -3,16 +3,19 @@
 #include "zoom/HintContents.h"
 #include "zoom/ZoomController.h"
 
+#include <utility>
+
 namespace lentora {
 
 // The beat
 
 void ZoomController::startTick() {
     lastTick_ = 0;
+    lastCursor_.reset();
     // One beat at a time: the old one ends before the new one begins.
     displayLink_.reset();
-    displayLink_ = services_.displayLinks.start(overlay_.screenFrame(),
-                                                [this](double timestamp) { onTick(timestamp); });
+    displayLink_ = services_.displayLinks.start(
+        overlay_.screenFrame(), [this](const Refresh& refresh) { onTick(refresh); });
 }
 
 void ZoomController::stopTick() {
@@ -20,14 +23,30 @@ void ZoomController::stopTick() {
     lastTick_ = 0;
 }
 
-void ZoomController::onTick(double timestamp) {
+// A lens that stands still costs nothing: while the pointer stays where it was at the last beat,
+// the next one would do the same again.
+void ZoomController::rest(Point cursor) {
+    if (std::exchange(lastCursor_, cursor) != cursor)
+        return;
+    displayLink_->restUntilPointerMoves();
+}
+
+void ZoomController::wake() {
+    if (displayLink_)
+        displayLink_->wake();
+}
+
+void ZoomController::onTick(const Refresh& refresh) {
+    // A rest is no stall: nothing would have moved.
+    if (refresh.isAfterRest)
+        lastTick_ = refresh.lastLeftOut;
     switch (state_) {
     case SessionState::idle:
         return;
     case SessionState::armed:
         return tickArmed();
     case SessionState::active:
-        return tickActive(timestamp);
+        return tickActive(refresh.timestamp);
     }
 }
 
@@ -46,19 +65,15 @@ void ZoomController::tickActive(double timestamp) {
     overlay_.placeBadge(cursor);
     if (zoom::percent(displayedZoom_) != lastShownPercent_)
         updatePanel();
+    if (displayedZoom_ == targetZoom_)
+        rest(cursor);
 }
 
 // Frames
 
 void ZoomController::handleLiveFrame(const std::shared_ptr<const Surface>& surface) {
     MagnifierView& magnifier = overlay_.magnifier();
-    if (!magnifier.releasing) {
-        magnifier.imageLayer()->setContents(surface);
-        if (magnifier.awaitingFirstFrame) {
-            magnifier.awaitingFirstFrame = false;
-            magnifier.fadeInClip();
-        }
-    }
+    magnifier.showFrame(surface);
     if (firstFrameLogged_ || engageStartTime_ <= 0)
         return;
     firstFrameLogged_ = true;

@@ -1,7 +1,5 @@
 #include "zoom/LensOverlay.h"
 
-#include <variant>
-
 namespace lentora {
 
 namespace {
@@ -32,15 +30,6 @@ void LensOverlay::present(const Screen& screen) {
 void LensOverlay::orderOut() {
     if (panel_)
         panel_->orderOut();
-}
-
-void LensOverlay::clearLens() {
-    magnifier_.releasing = false;
-    magnifier_.awaitingFirstFrame = false;
-    transactions_.withoutAnimation([&] {
-        magnifier_.clipLayer()->setOpacity(0);
-        magnifier_.imageLayer()->setContents(std::monostate{});
-    });
 }
 
 void LensOverlay::setBadgeShown(bool shown) {

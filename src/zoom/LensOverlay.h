@@ -15,7 +15,6 @@
 #include "render/OverlayPanel.h"
 #include "support/Rect.h"
 
-#include <cstdint>
 #include <memory>
 
 namespace lentora {
@@ -42,9 +41,6 @@ public:
 
     /// Takes the panel off the screen at once.
     void orderOut();
-
-    /// Makes the lens, whatever it is doing, invisible at once: only hint and badge are left.
-    void clearLens();
 
     /// Fades the badge in or out, where that is a change.
     void setBadgeShown(bool shown);

@@ -61,9 +61,11 @@ void ZoomController::engageFailed(WindowTargetError error) {
     sessionWindowID_ = 0;
     stopTick();
     overlay_.setBadgeShown(false);
-    // A lens that fades out ends its stream itself. One that was overtaken by the armed state, or
-    // by this failure, does not.
-    if (!overlay_.magnifier().releasing)
+    // This may end more than the attempt: a lens that another attempt has opened meanwhile, or the
+    // stream of one whose fade the armed state cut short. Idle means that there is neither window
+    // nor stream, so this step looks beyond its own attempt, as no other does. A lens that fades
+    // out ends its stream itself.
+    if (!overlay_.magnifier().releasing())
         services_.capture->stop();
     cancelBackendEngage();
     switch (error) {
@@ -144,6 +146,8 @@ void ZoomController::presentOverlay(const Screen& screen) {
     services_.capture->setLensWindowID(overlay_.panel()->windowNumber());
     if (displayLink_)
         displayLink_->follow(screen.frame);
+    // The badge's place is counted from the display's corner.
+    wake();
 }
 
 void ZoomController::warnMissingScreenRecording() {

@@ -139,6 +139,7 @@ void ZoomController::inputDidUpdatePinch(double cumulative) {
         return;
     const double raw = zoom::pinched(targetZoom_, *change);
     targetZoom_ = zoom::bounded(raw, maxZoom);
+    wake();
     if (sessionLocked_ && belowFloor_.add(raw, targetZoom_))
         autoCloseLockedAtFloor();
 }
@@ -182,6 +183,7 @@ void ZoomController::inputDetach(bool active) {
     // What was pinched meanwhile must not make the zoom jump.
     if (!active)
         pinch_.reseed();
+    wake();
     log(active ? "detach on (lens frozen)" : "detach off");
 }
 

@@ -7,6 +7,9 @@
 // | armed  | the badge beside the pointer: a pinch would open a locked lens    | yes  | no     |
 // | active | a lens, or soon: its window is being chosen, its stream is started| yes  | yes    |
 //
+// A stream ends with the fade of its lens, or where the armed state comes before that, with what
+// comes after it.
+//
 // Choosing a window and starting a stream take time, and the user does not wait. So a lens can be
 // closed, and the next one asked for, while one of them is under way; what comes of it then is
 // dropped. The class is in four files: ZoomController.cpp (what changes the state),
@@ -176,7 +179,9 @@ private:
     // What happens at every refresh.
     void startTick();
     void stopTick();
-    void onTick(double timestamp);
+    void onTick(const Refresh& refresh);
+    void rest(Point cursor);
+    void wake();
     void tickActive(double timestamp);
     void handleLiveFrame(const std::shared_ptr<const Surface>& surface);
     void updatePanel();
@@ -218,6 +223,8 @@ private:
     // The beat that runs, and when it last came; 0 before its first.
     std::unique_ptr<DisplayLink> displayLink_;
     double lastTick_ = 0;
+    // Where the pointer was at the last beat.
+    std::optional<Point> lastCursor_;
     // What the hint card says, in percent; nothing when it has to be written anew.
     std::optional<int> lastShownPercent_;
 };

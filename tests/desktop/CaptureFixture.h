@@ -171,6 +171,7 @@ protected:
     }
 
     Colour at(const SurfacePtr& frame, int x, int y) const {
+        frame->awaitDrawn(program->connection());
         return program->pixel(frame->pixmap(), x, y);
     }
 

@@ -55,11 +55,20 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments,
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, ends[1], STDERR_FILENO);
+    // What the tests' own process ignores, a program has to ignore by itself.
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t brokenPipe;
+    sigemptyset(&brokenPipe);
+    sigaddset(&brokenPipe, SIGPIPE);
+    posix_spawnattr_setsigdefault(&attributes, &brokenPipe);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
     auto program = arguments;
     auto environment = environmentWith(variables);
-    EXPECT_EQ(::posix_spawn(&pid_, program[0].c_str(), &actions, nullptr, pointers(program).data(),
-                            pointers(environment).data()),
+    EXPECT_EQ(::posix_spawn(&pid_, program[0].c_str(), &actions, &attributes,
+                            pointers(program).data(), pointers(environment).data()),
               0);
+    posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
 }
 

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <span>
 #include <stdexcept>
+#include <string_view>
+#include <utility>
 
 namespace lentora::test {
 
@@ -36,24 +38,60 @@ Compositor::Compositor(const std::string& display) {
     if (!server_)
         throw std::runtime_error(error);
     xcb_connection_t* c = server_->get();
-    owner_ = xcb_generate_id(c);
-    xcb_create_window(c, 0, owner_, server_->root(), -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
+    window_ = xcb_generate_id(c);
+    xcb_create_window(c, 0, window_, server_->root(), -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
                       XCB_COPY_FROM_PARENT, 0, nullptr);
-    constexpr std::string_view name = "_NET_WM_CM_S0";
-    const XcbPtr<xcb_intern_atom_reply_t> selection(
-        xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, name.size(), name.data()), nullptr));
-    xcb_composite_redirect_subwindows(c, server_->root(), XCB_COMPOSITE_REDIRECT_MANUAL);
-    xcb_set_selection_owner(c, owner_, selection->atom, XCB_CURRENT_TIME);
-    const XcbPtr<xcb_get_input_focus_reply_t> done(
-        xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
+    finish();
 }
 
 Compositor::~Compositor() {
+    unredirect();
+    destroyWindow();
+}
+
+std::unique_ptr<Compositor> Compositor::running(const std::string& display) {
+    auto compositor = std::make_unique<Compositor>(display);
+    compositor->takeSelection();
+    if (!compositor->redirect())
+        throw std::runtime_error("another compositing manager is running");
+    return compositor;
+}
+
+void Compositor::takeSelection() {
     xcb_connection_t* c = server_->get();
-    xcb_composite_unredirect_subwindows(c, server_->root(), XCB_COMPOSITE_REDIRECT_MANUAL);
-    xcb_destroy_window(c, owner_);
+    constexpr std::string_view name = "_NET_WM_CM_S0";
+    const XcbPtr<xcb_intern_atom_reply_t> selection(
+        xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, name.size(), name.data()), nullptr));
+    xcb_set_selection_owner(c, window_, selection->atom, XCB_CURRENT_TIME);
+    finish();
+}
+
+bool Compositor::redirect() {
+    xcb_connection_t* c = server_->get();
+    const XcbPtr<xcb_generic_error_t> error(
+        xcb_request_check(c, xcb_composite_redirect_subwindows_checked(
+                                 c, server_->root(), XCB_COMPOSITE_REDIRECT_MANUAL)));
+    hasRedirected_ = !error;
+    return hasRedirected_;
+}
+
+void Compositor::unredirect() {
+    if (!std::exchange(hasRedirected_, false))
+        return;
+    xcb_composite_unredirect_subwindows(server_->get(), server_->root(),
+                                        XCB_COMPOSITE_REDIRECT_MANUAL);
+    finish();
+}
+
+void Compositor::destroyWindow() {
+    if (const xcb_window_t window = std::exchange(window_, XCB_NONE); window != XCB_NONE)
+        xcb_destroy_window(server_->get(), window);
+    finish();
+}
+
+void Compositor::finish() const {
     const XcbPtr<xcb_get_input_focus_reply_t> done(
-        xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
+        xcb_get_input_focus_reply(server_->get(), xcb_get_input_focus(server_->get()), nullptr));
 }
 
 Picture Compositor::screen(const x11::PixelRect& part) const {

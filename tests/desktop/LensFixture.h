@@ -5,6 +5,7 @@
 #include "capture/Geometry.h"
 #include "desktop/CaptureFixture.h"
 #include "desktop/Compositor.h"
+#include "desktop/LensPixels.h"
 #include "desktop/TestLoop.h"
 #include "platform/posix/ThreadQueues.h"
 #include "platform/sim/TextLayout.h"
@@ -22,21 +23,6 @@
 #include <vector>
 
 namespace lentora::test {
-
-/// Noise: every pixel differs from its neighbours. The same every time.
-inline Picture noise(int width, int height) {
-    Picture picture(width, height);
-    std::uint32_t state = 1;
-    const auto next = [&] {
-        state = state * 1664525 + 1013904223;
-        return static_cast<std::uint8_t>(state >> 24);
-    };
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x)
-            picture.at(x, y) = {next(), next(), next(), 255};
-    }
-    return picture;
-}
 
 class BlankText final : public TextRenderer {
 public:
@@ -98,40 +84,12 @@ protected:
         view.reset();
         panels.reset();
         CaptureFixture::TearDown();
+        compositor.reset();
     }
 
-    /// A window that shows `picture`. The server paints it itself wherever it gets lost.
+    /// A window that shows `picture`.
     std::unique_ptr<PaintedWindow> showing(const Picture& picture, int x, int y) const {
-        const PixelRect frame{x, y, picture.width(), picture.height()};
-        auto made = std::make_unique<PaintedWindow>(*program, PaintedWindow::Look{.frame = frame});
-        xcb_connection_t* c = program->get();
-        const xcb_pixmap_t pixmap = xcb_generate_id(c);
-        xcb_create_pixmap(c, program->rootDepth(), pixmap, made->id(),
-                          static_cast<std::uint16_t>(frame.width),
-                          static_cast<std::uint16_t>(frame.height));
-        put(picture, pixmap);
-        xcb_change_window_attributes(c, made->id(), XCB_CW_BACK_PIXMAP, &pixmap);
-        xcb_clear_area(c, 0, made->id(), 0, 0, 0, 0);
-        xcb_free_pixmap(c, pixmap);
-        program->finish();
-        return made;
-    }
-
-    void put(const Picture& picture, xcb_drawable_t drawable) const {
-        std::vector<std::uint8_t> bytes;
-        for (const Pixel& p : picture.pixels())
-            bytes.insert(bytes.end(), {p.blue, p.green, p.red, 0});
-        const auto rowBytes = static_cast<std::size_t>(picture.width()) * 4;
-        const xcb_gcontext_t gc = xcb_generate_id(program->get());
-        xcb_create_gc(program->get(), gc, drawable, 0, nullptr);
-        for (int row = 0; row < picture.height(); ++row) {
-            xcb_put_image(program->get(), XCB_IMAGE_FORMAT_Z_PIXMAP, drawable, gc,
-                          static_cast<std::uint16_t>(picture.width()), 1, 0,
-                          static_cast<std::int16_t>(row), 0, program->rootDepth(),
-                          static_cast<std::uint32_t>(rowBytes),
-                          bytes.data() + rowBytes * static_cast<std::size_t>(row));
-        }
-        xcb_free_gc(program->get(), gc);
+        return showPicture(*program, picture, x, y);
     }
 
     /// Makes the view and its panel over the whole screen, not on it yet.
@@ -170,10 +128,9 @@ protected:
                 part.height / scale};
         view->beginSession(lens, {lens.width / 2, lens.height / 2}, {lens.width, lens.height},
                            scale);
-        view->awaitingFirstFrame = false;
         surface = frames->next();
         ASSERT_TRUE(surface);
-        view->imageLayer()->setContents(std::shared_ptr<const Surface>(surface));
+        view->showFrame(surface);
         transactions.withoutAnimation([&] { view->clipLayer()->setOpacity(1); });
         loop.runUntilQuiet();
     }
@@ -190,16 +147,22 @@ protected:
         loop.runUntilQuiet();
     }
 
-    /// What the user sees without a compositing manager.
-    Picture screen(const PixelRect& part) const {
+    /// What the server shows by itself.
+    Picture rootPixels(const PixelRect& part) const {
         return pixelsOf(program->get(), program->root(), part);
+    }
+    /// What the user sees.
+    Picture screen(const PixelRect& part) const {
+        return compositor ? compositor->screen(part) : rootPixels(part);
     }
     Picture screen() const { return screen({0, 0, screenWidth, screenHeight}); }
 
+    /// Runs where there is one.
+    std::unique_ptr<Compositor> compositor;
     TestLoop loop;
     LayerTransactions transactions{loop.clock(), loop};
-    const BlankText blankText;
-    const sim::SimTextMeasurer blockMeasurer;
+    const BlankText blankText{};
+    const sim::SimTextMeasurer blockMeasurer{};
     const TextRenderer* textRenderer = &blankText;
     const TextMeasurer* textMeasurer = &blockMeasurer;
     posix::ThreadExecutor executor{1};

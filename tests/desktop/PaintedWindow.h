@@ -23,6 +23,7 @@ public:
     explicit PaintingProgram(const std::string& display);
 
     xcb_connection_t* get() const { return connection_->get(); }
+    const x11::Connection& connection() const { return *connection_; }
     xcb_window_t root() const { return connection_->root(); }
 
     /// Returns when the server has carried out everything.

@@ -30,8 +30,16 @@ protected:
 };
 
 TEST_F(ProgramTest, AnswersBadCommandLinesWithTheUsageAndTwo) {
-    for (const auto& arguments : std::vector<std::vector<std::string>>{
-             {"--bogus"}, {"dance"}, {}, {"watch", "--gate", "alt"}, {"replay"}}) {
+    for (const auto& arguments :
+         std::vector<std::vector<std::string>>{{"--bogus"},
+                                               {"dance"},
+                                               {"--gate", "command"},
+                                               {"--max-zoom", "nan"},
+                                               {"--fixed-zoom", "0.5"},
+                                               {"--fixed-zoom", "4", "--max-zoom", "3"},
+                                               {"--gate", "shift", "watch"},
+                                               {"watch", "--gate", "alt"},
+                                               {"replay"}}) {
         ChildProcess child = program(arguments);
         EXPECT_EQ(child.wait(), 2) << child.output();
         EXPECT_THAT(child.output(), testing::StartsWith("lentora: "));
@@ -66,6 +74,19 @@ TEST_F(ProgramTest, ADisplayThatDoesNotAnswerIsSaid) {
     ChildProcess child = program({"watch"}, ":9999");
     EXPECT_EQ(child.wait(), 1);
     EXPECT_THAT(child.output(), HasSubstr("no X server answers at :9999"));
+}
+
+TEST_F(ProgramTest, TheMagnifierSaysWhereItCannotRun) {
+    ChildProcess none = program({});
+    EXPECT_EQ(none.wait(), 1);
+    EXPECT_THAT(none.output(),
+                testing::EndsWith("lentora: no display is set: DISPLAY has to name an X server\n"));
+    ChildProcess dead(
+        {LENTORA_PROGRAM},
+        {{"DISPLAY", ":9999"}, {"WAYLAND_DISPLAY", "wayland-0"}, {"HOME", home.path()}});
+    EXPECT_EQ(dead.wait(), 1);
+    EXPECT_THAT(dead.output(), HasSubstr("this is a Wayland session"));
+    EXPECT_THAT(dead.output(), HasSubstr("no X server answers at :9999"));
 }
 
 class WatchTest : public ProgramTest {
@@ -119,6 +140,8 @@ TEST_F(WatchTest, KilledInMidPinchItGivesInputBackAtOnce) {
     hands().movePointer(400, 400);
     EXPECT_THAT(app->takeEvents(), testing::Not(testing::Contains("motion")));
 
+    // At once, and not when some other thing happens; on a busy machine that takes a while.
+    constexpr std::chrono::seconds limit{2};
     const auto killed = std::chrono::steady_clock::now();
     ::kill(watch->pid(), SIGKILL);
     EXPECT_EQ(watch->wait(), -SIGKILL);
@@ -133,7 +156,7 @@ TEST_F(WatchTest, KilledInMidPinchItGivesInputBackAtOnce) {
         hands().click(1);
         hands().tap(Key::A);
         std::ranges::copy(app->takeEvents(), std::back_inserter(events));
-        ASSERT_LT(std::chrono::steady_clock::now() - killed, std::chrono::milliseconds(100));
+        ASSERT_LT(std::chrono::steady_clock::now() - killed, limit);
     }
 }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <poll.h>
+#include <sys/types.h>
 
 #include <chrono>
 #include <filesystem>
@@ -11,6 +12,28 @@
 #include <string>
 
 namespace lentora::test {
+
+/// How often a thread, by its folder of /proc, has gone to sleep or was interrupted: no more than
+/// before means that it did nothing at all.
+inline long long wakeUpsOfTask(const std::filesystem::path& task) {
+    std::ifstream status(task / "status");
+    long long sum = 0;
+    for (std::string line; std::getline(status, line);) {
+        const std::size_t colon = line.find("_ctxt_switches:");
+        if (colon != std::string::npos)
+            sum += std::stoll(line.substr(line.find(':') + 1));
+    }
+    return sum;
+}
+
+/// Of all threads of a process that are there now.
+inline long long wakeUpsOf(pid_t process) {
+    long long sum = 0;
+    const std::filesystem::path tasks = "/proc/" + std::to_string(process) + "/task";
+    for (const auto& task : std::filesystem::directory_iterator(tasks))
+        sum += wakeUpsOfTask(task.path());
+    return sum;
+}
 
 class ThreadUsage {
 public:
@@ -31,18 +54,8 @@ public:
         return std::chrono::nanoseconds(nanoseconds);
     }
 
-    /// How often it has gone to sleep or was interrupted: no more than before means that it did
-    /// nothing at all.
-    long long wakeUps() const {
-        std::ifstream status(task_ / "status");
-        long long sum = 0;
-        for (std::string line; std::getline(status, line);) {
-            const std::size_t colon = line.find("_ctxt_switches:");
-            if (colon != std::string::npos)
-                sum += std::stoll(line.substr(line.find(':') + 1));
-        }
-        return sum;
-    }
+    /// How often it has gone to sleep or was interrupted.
+    long long wakeUps() const { return wakeUpsOfTask(task_); }
 
     /// Waits until it has slept through a tenth of a second. False when it never does.
     bool awaitSleep() const {

@@ -8,6 +8,7 @@
 namespace lentora {
 namespace {
 
+using test::PictureSurface;
 using test::ViewTest;
 
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
@@ -25,13 +26,13 @@ protected:
     // A lens that is shown at 2x.
     void showLens() {
         beginSession();
-        view->awaitingFirstFrame = false;
-        view->fadeInClip();
+        view->showFrame(captured);
         view->apply({200, 150}, 2);
         wait(1);
         EXPECT_EQ(clipOpacity(), 1);
     }
 
+    const std::shared_ptr<const Surface> captured = std::make_shared<PictureSurface>(Picture(1, 1));
     int releases = 0;
 };
 
@@ -65,7 +66,7 @@ TEST_F(MagnifierViewTest, BeginsEmptyTransparentAndAtOneToOne) {
     const int token = view->sessionToken();
     view->beginSession({5, 6, 70, 80}, {1, 2}, {70, 80}, 1.5);
     EXPECT_EQ(view->sessionToken(), token + 1);
-    EXPECT_TRUE(view->awaitingFirstFrame);
+    EXPECT_TRUE(view->awaitingFirstFrame());
     EXPECT_EQ(clipOpacity(), 0);
     EXPECT_EQ(view->clipLayer()->frame(), (Rect{5, 6, 70, 80}));
     EXPECT_EQ(imageFrame(), (Rect{0, 0, 70, 80}));
@@ -76,7 +77,7 @@ TEST_F(MagnifierViewTest, BeginsEmptyTransparentAndAtOneToOne) {
 
 TEST_F(MagnifierViewTest, FadesInWithEaseOut) {
     beginSession();
-    view->fadeInClip();
+    view->showFrame(captured);
     EXPECT_EQ(clipOpacity(), 0);
     wait(0.0375);
     EXPECT_NEAR(clipOpacity(), 0.378138, 1e-6);
@@ -91,9 +92,9 @@ TEST_F(MagnifierViewTest, FadesInWithEaseOut) {
 TEST_F(MagnifierViewTest, ALensWithoutAFrameFadesInAtTheLimit) {
     beginSession();
     wait(0.3499);
-    EXPECT_TRUE(view->awaitingFirstFrame);
+    EXPECT_TRUE(view->awaitingFirstFrame());
     wait(0.0001);
-    EXPECT_FALSE(view->awaitingFirstFrame);
+    EXPECT_FALSE(view->awaitingFirstFrame());
     EXPECT_EQ(clipOpacity(), 0);
     wait(0.15);
     EXPECT_EQ(clipOpacity(), 1);
@@ -105,35 +106,35 @@ TEST_F(MagnifierViewTest, OnlyTheLastLensFadesInByItself) {
     beginSession();
     wait(0.34);
     EXPECT_EQ(clipOpacity(), 0) << "the first lens's limit";
-    EXPECT_TRUE(view->awaitingFirstFrame);
+    EXPECT_TRUE(view->awaitingFirstFrame());
     wait(0.01);
-    EXPECT_FALSE(view->awaitingFirstFrame);
+    EXPECT_FALSE(view->awaitingFirstFrame());
     wait(0.15);
     EXPECT_EQ(clipOpacity(), 1);
 }
 
 TEST_F(MagnifierViewTest, TheLimitTouchesNeitherAShownNorAClosedLens) {
     beginSession();
-    view->awaitingFirstFrame = false; // The armed state's reset, or a frame.
+    view->clearLens();
     wait(1);
     EXPECT_EQ(clipOpacity(), 0);
     beginSession();
     wait(0.1);
     view->releaseSession();
-    EXPECT_FALSE(view->awaitingFirstFrame);
+    EXPECT_FALSE(view->awaitingFirstFrame());
     wait(1);
     EXPECT_EQ(clipOpacity(), 0);
     beginSession();
     view->releaseArmed();
     wait(1);
-    EXPECT_TRUE(view->awaitingFirstFrame) << "nothing was faded in";
+    EXPECT_TRUE(view->awaitingFirstFrame()) << "nothing was faded in";
     EXPECT_EQ(clipOpacity(), 0);
 }
 
 TEST_F(MagnifierViewTest, ClosingShrinksFadesAndTells) {
     showLens();
     view->releaseSession();
-    EXPECT_TRUE(view->releasing);
+    EXPECT_TRUE(view->releasing());
     wait(0.075);
     EXPECT_NEAR(clipOpacity(), 1 - 0.684643, 1e-6);
     EXPECT_NEAR(imageFrame().x, -200 * (1 - 0.684643), 1e-3);
@@ -143,7 +144,7 @@ TEST_F(MagnifierViewTest, ClosingShrinksFadesAndTells) {
     EXPECT_EQ(clipOpacity(), 0);
     EXPECT_EQ(imageFrame(), (Rect{0, 0, 800, 600}));
     EXPECT_EQ(releases, 1);
-    EXPECT_TRUE(view->releasing) << "until the next lens";
+    EXPECT_TRUE(view->releasing()) << "until the next lens";
 }
 
 TEST_F(MagnifierViewTest, NothingDisturbsAClosingLens) {
@@ -152,7 +153,8 @@ TEST_F(MagnifierViewTest, NothingDisturbsAClosingLens) {
     wait(0.075);
     const Rect frame = imageFrame();
     view->apply({800, 600}, 3);
-    view->fadeInClip();
+    view->showFrame(std::make_shared<PictureSurface>(Picture(2, 2)));
+    EXPECT_EQ(view->imageLayer()->contents(), LayerContents(captured));
     EXPECT_EQ(imageFrame(), frame);
     EXPECT_EQ(view->focusInClip(), (Point{200, 150}));
     wait(0.075);
@@ -170,7 +172,7 @@ TEST_F(MagnifierViewTest, ANewLensIsNotTornDownByTheOldOnesEnd) {
     EXPECT_EQ(imageFrame(), (Rect{-200, -150, 1600, 1200}));
     view->releaseArmed();
     wait(0.05);
-    view->releasing = false; // The armed state begins anew.
+    view->clearLens(); // As the armed state begins.
     wait(0.1);
     EXPECT_EQ(releases, 0);
 }
@@ -181,7 +183,7 @@ TEST_F(MagnifierViewTest, ClosingTheArmedStateFadesTheHintAndTells) {
     wait(1);
     EXPECT_EQ(labelOpacity(), 1);
     view->releaseArmed();
-    EXPECT_TRUE(view->releasing);
+    EXPECT_TRUE(view->releasing());
     wait(0.0375);
     EXPECT_NEAR(labelOpacity(), 1 - 0.129162, 1e-6);
     EXPECT_NEAR(cardOpacity(), 0.78 * (1 - 0.129162), 1e-6);

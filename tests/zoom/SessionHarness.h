@@ -1,12 +1,11 @@
 // The zoom session on a simulated desktop, with a backend that only remembers what it is told.
 #pragma once
 
-#include "capture/WindowCapture.h"
-#include "capture/WindowTarget.h"
-#include "platform/sim/SimDesktop.h"
+#include "app/SessionParts.h"
+#include "platform/sim/SimSession.h"
 #include "support/Log.h"
+#include "support/Settings.h"
 #include "support/StringTable.h"
-#include "zoom/ZoomController.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -47,7 +46,10 @@ protected:
         };
         zoom->inputBackend = backend;
         zoom->onSessionEnded = [this] { ++endedCount; };
-        zoom->maxZoom = 4;
+        desktop.defaults.setValue("continuousZoom", false);
+        desktop.defaults.setValue("fixedZoomLevel", 2.0);
+        desktop.defaults.setValue("maxZoomLevel", 4.0);
+        applySettings(Settings(desktop.defaults), strings, *zoom);
         // Past the time in which a failure, or a notice, at time 0 would still count.
         wait(10);
     }
@@ -78,21 +80,20 @@ protected:
         ASSERT_EQ(zoom->state(), SessionState::active);
     }
 
-    std::shared_ptr<ZoomController> makeZoom() {
-        return ZoomController::create({.windowTarget = windowTarget,
-                                       .capture = capture,
-                                       .panels = desktop.panels,
-                                       .displayLinks = desktop.displayLinks,
-                                       .displays = desktop.displays,
-                                       .pointer = desktop.pointer,
-                                       .permissions = desktop.permissions,
-                                       .textMeasurer = desktop.textMeasurer,
-                                       .shareableContent = desktop.shareableContent,
-                                       .screenshots = desktop.screenshots,
-                                       .clock = desktop.timeline,
-                                       .mainQueue = desktop.mainQueue,
-                                       .log = log,
-                                       .strings = strings});
+    /// A pinch whose window turns out to be protected, 0.5 s after it was let go of. Attempts from
+    /// now on succeed, and sooner.
+    void closeAnAttemptThatFailsLater() {
+        desktop.state.timing.shareableContent = 0.5;
+        desktop.state.windows[0].shareable = false;
+        zoom->inputDidEngage(1);
+        wait(0.01);
+        zoom->inputDidRelease(ReleaseReason::gateUp);
+        desktop.state.timing.shareableContent = 0.02;
+        desktop.state.windows[0].shareable = true;
+    }
+
+    SessionParts makeParts() {
+        return makeSession(sim::sessionServices(desktop, log, strings), IndependentApps());
     }
 
     std::vector<std::string> takenLog() { return std::exchange(logLines, {}); }
@@ -107,16 +108,8 @@ protected:
             "/logs"};
     StringTable strings{Locale::keys};
     std::shared_ptr<QuietBackend> backend = std::make_shared<QuietBackend>();
-    std::shared_ptr<WindowTarget> windowTarget =
-        WindowTarget::create({desktop.shareableContent, desktop.windowList, desktop.displays,
-                              desktop.pointer, desktop.applications, desktop.focusedWindows,
-                              desktop.permissions, desktop.timeline, desktop.executor, log},
-                             IndependentApps());
-    std::shared_ptr<WindowCapture> capture = WindowCapture::create(
-        {desktop.captureStreams, desktop.shareableContent, desktop.displays, desktop.applications,
-         desktop.timeline, desktop.executor, desktop.mainQueue, log},
-        false);
-    std::shared_ptr<ZoomController> zoom = makeZoom();
+    SessionParts parts = makeParts();
+    std::shared_ptr<ZoomController>& zoom = parts.zoom;
     int endedCount = 0;
 };
 

@@ -1,359 +1,124 @@
-// Random sequences of gestures, keys, pointer moves and changes of the desktop through the whole
-// session, on a platform that answers late or not at all, with what must hold whatever happens. A
-// failure prints a scenario that `lentora replay` can run. LENTORA_SESSION_WALK_STEPS sets how
-// many steps are taken.
-#include "platform/sim/SimDesktop.h"
-#include "replay/Program.h"
-#include "replay/Trace.h"
+// Random scenarios through the whole session. A failure prints a scenario, as short as it gets,
+// that `lentora replay` can run. LENTORA_SESSION_WALK_STEPS sets how many steps are taken,
+// LENTORA_SESSION_WALK_SEED the first seed.
+#include "zoom/SessionScenarioWriter.h"
+#include "zoom/SessionWatch.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <array>
-#include <cmath>
 #include <cstdlib>
-#include <limits>
-#include <random>
-#include <string>
-#include <vector>
 
 namespace lentora::replay {
 namespace {
 
-constexpr int defaultSteps = 2'000;
-constexpr std::size_t stepsPerScenario = 100;
+constexpr int defaultSteps = 10'000;
 
-// Seconds. Looking is this often; it is no multiple of the refreshes.
-constexpr double lookInterval = 0.021;
-constexpr double fade = 0.15;
-constexpr double notice = 2.5;
-constexpr double tolerance = 1e-6;
-
-constexpr EventFlags gateHeld = 0x80020;
-
-constexpr double never = -std::numeric_limits<double>::infinity();
-
-// Writes a scenario, step by step.
-class ScenarioWriter {
-public:
-    explicit ScenarioWriter(std::uint32_t seed) : random_(seed) {
-        head_ = R"({"launch": "session", "settings": )" + settings() + R"(, "timing": )" +
-                timing() + R"(, "windows": )" + windows() +
-                R"(, "pointer": [300, 700], "steps": [)";
-        while (steps_.size() < stepsPerScenario)
-            addStep();
+Scenario scenarioFrom(const std::string& text) {
+    const auto scenario = readScenario(text);
+    if (const auto* error = std::get_if<ScenarioError>(&scenario)) {
+        ADD_FAILURE() << error->pointer << ": " << error->message << "\n" << text;
+        return {};
     }
+    return std::get<Scenario>(scenario);
+}
 
-    /// The scenario up to and including the step `last`.
-    std::string text(std::size_t last) const {
-        std::string text = head_;
-        for (std::size_t i = 0; i <= last && i < steps_.size(); ++i)
-            text += (i > 0 ? ",\n" : "\n") + steps_[i];
-        return text + R"(], "tail": 5})";
-    }
-    std::string text() const { return text(steps_.size()); }
-
-private:
-    int below(int end) { return std::uniform_int_distribution(0, end - 1)(random_); }
-    bool chance(int oneIn) { return below(oneIn) == 0; }
-
-    template <typename T, std::size_t size>
-    T oneOf(const std::array<T, size>& values) {
-        return values[static_cast<std::size_t>(below(static_cast<int>(size)))];
-    }
-
-    std::string settings() {
-        return TraceObject()
-            .add("continuousZoom", chance(2))
-            .add("fixedZoomLevel", oneOf(std::array{0.75, 1.0, 1.5, 4.0}))
-            .add("maxZoomLevel", oneOf(std::array{1.0, 2.5, 8.0}))
-            .text();
-    }
-
-    std::string timing() {
-        return TraceObject()
-            .add("shareableContent",
-                 oneOf(std::array{0.0, 0.02, 0.02, 0.02, 0.16, 0.3, 0.02, -0.1}))
-            .add("startCapture", oneOf(std::array{0.0, 0.03, 0.03, 0.03, 0.2, -0.05}))
-            .add("stopCapture", oneOf(std::array{0.0, 0.005, 0.2}))
-            .add("firstFrame", oneOf(std::array{0.0, 0.016, 0.4}))
-            .add("refresh", oneOf(std::array{60.0, 59.94, 144.0, 10.0}))
-            .text();
-    }
-
-    // Each of three windows is there, is there and protected, or is not.
-    std::string windows() {
-        std::string windows;
-        const auto add = [&](int id, const Rect& bounds) {
-            if (chance(6))
-                return;
-            windows += windows.empty() ? "" : ", ";
-            windows += TraceObject()
-                           .add("id", id)
-                           .add("pid", id)
-                           .add("bounds", bounds)
-                           .add("app", "App")
-                           .add("shareable", !chance(8))
-                           .text();
-        };
-        add(1, {100, 50, 800, 600});
-        add(2, {700, 300, 500, 400});
-        add(3, {1500, 100, 900, 700});
-        return "[" + windows + "]";
-    }
-
-    std::string displays() {
-        const std::string primary = R"({"frame": [0, 0, 1920, 1080]})";
-        return chance(2) ? "[" + primary + R"(, {"frame": [1920, -100, 1280, 1024], "scale": 1}])"
-                         : "[" + primary + "]";
-    }
-
-    TraceObject step(std::string_view name) {
-        return TraceObject().add("t", static_cast<double>(milliseconds_) / 1000).add("do", name);
-    }
-
-    void add(const TraceObject& step) { steps_.push_back(step.text()); }
-    // For a member that is JSON already.
-    void add(const TraceObject& step, std::string_view key, const std::string& json) {
-        std::string text = step.text();
-        text.insert(text.size() - 1, ",\"" + std::string(key) + "\":" + json);
-        steps_.push_back(text);
-    }
-
-    void addStep() {
-        static constexpr std::array<int, 14> pauses{0,   0,   5,   17,  40,  60,   100,
-                                                    140, 150, 200, 300, 520, 1100, 3300};
-        milliseconds_ += oneOf(pauses);
-        const int choice = below(100);
-        if (choice < 15)
-            addFlags();
-        else if (choice < 20)
-            addDoublePress();
-        else if (choice < 27)
-            addDoublePressAndPinch();
-        else if (choice < 60)
-            add(step("magnify").add("delta", (below(25) - 9) * 0.01));
-        else if (choice < 75)
-            addPointer();
-        else if (choice < 80)
-            add(step("key").add("code", chance(2) ? 53 : 48).add("flags", held_));
-        else if (choice < 90)
-            addCall();
-        else
-            addChange();
-    }
-
-    void addFlags() {
-        static constexpr std::array<EventFlags, 5> modifiers{gateHeld, gateHeld, gateHeld, 0x100008,
-                                                             0x40001};
-        held_ ^= oneOf(modifiers);
-        add(step("flags").add("flags", held_));
-    }
-
-    // Of the gate, and holds it. What it does depends on whether it was held before.
-    void addDoublePress() {
-        for (int i = 0; i < 3; ++i) {
-            held_ ^= gateHeld;
-            add(step("flags").add("flags", held_));
-            milliseconds_ += 60;
-        }
-    }
-
-    // Locks a lens, or shows another window in one that is locked.
-    void addDoublePressAndPinch() {
-        addDoublePress();
-        addPointer();
-        for (int i = 0; i < 3; ++i) {
-            add(step("magnify").add("delta", 0.05));
-            milliseconds_ += 30;
-        }
-        held_ ^= gateHeld;
-        add(step("flags").add("flags", held_));
-    }
-
-    void addPointer() {
-        // Where the windows are, or anywhere.
-        const Rect area = chance(4) ? Rect{-50, -110, 3300, 1300} : Rect{100, 430, 1100, 600};
-        add(step("pointer").add("at", Point{area.x + below(static_cast<int>(area.width)),
-                                            area.y + below(static_cast<int>(area.height))}));
-    }
-
-    void addCall() {
-        static constexpr std::array<std::string_view, 10> operations{
-            "keyboardOpen", "keyboardOpen",     "keyboardSetLocked", "closeSession", "cancelEngage",
-            "forceRelease", "debugForceEngage", "debugForceEngage",  "stop",         "start"};
-        const std::string_view operation = oneOf(operations);
-        TraceObject call = step("call").add("op", operation);
-        if (operation == "keyboardSetLocked")
-            call.add("locked", chance(2));
-        add(call);
-    }
-
-    void addChange() {
-        switch (below(6)) {
-        case 0:
-            return add(step("displays"), "displays", displays());
-        case 1:
-            return add(step("permissions")
-                           .add("permissions", TraceObject().add("screenRecording", !chance(6))));
-        case 2:
-            return add(step("capture").add("frames", !chance(3)));
-        case 3:
-            return add(step("frame").add("status", below(4)).add("surface", !chance(3)));
-        default:
-            return add(step("windows"), "windows", windows());
-        }
-    }
-
-    std::mt19937 random_;
-    std::string head_;
-    std::vector<std::string> steps_;
-    int milliseconds_ = 600;
-    EventFlags held_ = 0;
+struct Failure {
+    std::vector<Fault> faults;
+    /// The text of a scenario that fails so, with the steps that it takes.
+    std::string scenario;
 };
 
-// Runs a scenario and looks at the session all the time.
-class Watch {
-public:
-    explicit Watch(const Scenario& scenario)
-        : scenario_(scenario), options_{.home = "",
-                                        .files = files_,
-                                        .print = [this](auto line) { follow(line); },
-                                        .writePicture = {}},
-          program_(scenario, options_) {
-        const auto& timing = scenario.desktop.timing;
-        // Streams that were asked for one after the other are started and stopped so, too.
-        patience_ = fade + lookInterval +
-                    10 * (std::abs(timing.shareableContent) + std::abs(timing.startCapture) +
-                          timing.stopCapture);
-        program_.launch();
-        fixed_ = program_.zoom()->fixedZoom;
-        max_ = program_.zoom()->maxZoom;
-    }
+std::optional<Fault> firstFault(const std::string& text, const Invariant& invariant) {
+    const Scenario scenario = scenarioFrom(text);
+    Visits unused;
+    SessionWatch watch(scenario, unused, invariant);
+    return watch.run() ? std::optional(watch.faults.front()) : std::nullopt;
+}
 
-    /// The step at which something was wrong, or nothing.
-    std::optional<std::size_t> run() {
-        for (std::size_t i = 0; i < scenario_.steps.size(); ++i) {
-            const Step& step = scenario_.steps[i];
-            while (now() + lookInterval < step.time) {
-                program_.runUntil(now() + lookInterval);
-                look();
-            }
-            program_.perform(step);
-            look();
-            if (!faults.empty())
-                return i;
+// What is left of `steps`, of which `fault` comes, without those that it comes without.
+std::vector<std::string> shortened(const test::SessionScenarioWriter& writer,
+                                   std::vector<std::string> steps, const Fault& fault,
+                                   const Invariant& invariant) {
+    // What is left out last may have been all that an earlier one was needed for.
+    std::size_t before = 0;
+    do {
+        before = steps.size();
+        for (std::size_t i = steps.size(); i-- > 0;) {
+            std::vector<std::string> fewer = steps;
+            fewer.erase(fewer.begin() + static_cast<std::ptrdiff_t>(i));
+            const auto other = firstFault(writer.text(fewer), invariant);
+            if (other && other->what == fault.what)
+                steps = std::move(fewer);
         }
-        program_.finish();
-        if (!program_.violations().empty())
-            fail(program_.violations().front());
-        if (faults.empty())
-            return std::nullopt;
-        return scenario_.steps.size() - 1;
-    }
+    } while (steps.size() < before);
+    return steps;
+}
 
-    std::vector<std::string> faults;
+std::optional<Failure> walk(int seed, Visits& visits, const Invariant& invariant = {}) {
+    const test::SessionScenarioWriter writer(static_cast<std::uint32_t>(seed));
+    const Scenario scenario = scenarioFrom(writer.text(writer.steps()));
+    SessionWatch watch(scenario, visits, invariant);
+    const auto taken = watch.run();
+    if (!taken)
+        return std::nullopt;
+    std::vector<std::string> failing = writer.steps();
+    failing.resize(*taken);
+    failing = shortened(writer, std::move(failing), watch.faults.front(), invariant);
+    return Failure{watch.faults, writer.text(failing)};
+}
 
-private:
-    double now() const { return program_.desktop().timeline.now(); }
-
-    void fail(const std::string& what) {
-        if (faults.size() < 10)
-            faults.push_back(std::to_string(now()) + ": " + what);
-    }
-    void require(bool holds, const char* what) {
-        if (!holds)
-            fail(what);
-    }
-
-    void follow(std::string_view line) {
-        const auto has = [&](std::string_view part) {
-            return line.find(part) != std::string_view::npos;
-        };
-        // The session can begin and end within one step.
-        if (has("\"ARMED (") || has("\"ENGAGE ("))
-            lastBusy_ = now();
-        if (has("cannot engage: protected") || has("engage blocked: "))
-            notices_.push_back(now());
-        if (has("\"ev\":\"panel\",\"shown\":false"))
-            hiddenByNotice_ = std::ranges::any_of(
-                notices_, [&](double time) { return std::abs(time + notice - now()) < tolerance; });
-    }
-
-    void look() {
-        const sim::SimDesktop& desktop = program_.desktop();
-        const ZoomController::Snapshot session = program_.zoom()->snapshot();
-        const OverlayPanel* panel = program_.zoom()->overlay().panel();
-        const bool isShown = panel != nullptr && panel->isVisible();
-        const bool isIdle = session.state == SessionState::idle;
-        const bool hasLens = session.state == SessionState::active && session.sessionWindowID != 0;
-        if (!isIdle)
-            lastBusy_ = now();
-        const double idleFor = now() - lastBusy_;
-
-        for (const double zoom : {session.targetZoom, session.displayedZoom})
-            require(zoom >= std::min(fixed_, zoom::minZoom) - tolerance &&
-                        zoom <= std::max(max_, 2.0) + tolerance,
-                    "the zoom is out of its bounds");
-        require(session.belowFloorAccum >= 0 && session.belowFloorAccum < zoom::closeOvershoot,
-                "a lens was pinched through the floor and is open");
-        require(desktop.displayLinks.isRunning() ==
-                    (session.state == SessionState::armed || hasLens),
-                "the tick runs exactly while armed or while there is a lens");
-        require(session.badgeShown || !(session.state == SessionState::armed || hasLens),
-                "armed, or a lens, without a badge");
-        require(isShown || hiddenByNotice_ || !(session.state == SessionState::armed || hasLens),
-                "armed, or a lens, without a panel");
-        require(session.state != SessionState::armed || session.sessionLocked,
-                "armed and not to be locked");
-        if (isIdle) {
-            require(session.sessionWindowID == 0, "idle with a window");
-            require(!session.sessionLocked, "idle and locked");
-            require(!session.badgeShown, "idle with a badge");
-            const double lastNotice = notices_.empty() ? never : notices_.back();
-            require(!isShown || idleFor <= fade + lookInterval ||
-                        now() - lastNotice <= notice + tolerance,
-                    "idle with a panel on the screen");
-            require(!desktop.captureStreams.isRunning() || idleFor <= patience_,
-                    "idle with a stream that runs");
-            require(!session.engageInFlight || idleFor <= patience_,
-                    "idle with an attempt that does not end");
-        }
-        if (!program_.violations().empty())
-            fail(program_.violations().front());
-    }
-
-    const Scenario& scenario_;
-    sim::SimTextFiles files_;
-    const ReplayOptions options_;
-    // What is below is used by what the program prints.
-    double lastBusy_ = never;
-    std::vector<double> notices_;
-    bool hiddenByNotice_ = false;
-    double patience_ = 0;
-    double fixed_ = 0;
-    double max_ = 0;
-    Program program_;
-};
+int numberFrom(const char* variable, int otherwise) {
+    const char* text = std::getenv(variable);
+    return text != nullptr ? std::atoi(text) : otherwise;
+}
 
 TEST(SessionRandomWalk, KeepsWhatMustHoldAndTheContracts) {
-    const char* wanted = std::getenv("LENTORA_SESSION_WALK_STEPS");
-    const int steps = wanted != nullptr ? std::atoi(wanted) : defaultSteps;
-    const auto scenarios = (static_cast<std::uint32_t>(steps) - 1) / stepsPerScenario + 1;
-    for (std::uint32_t seed = 1; seed <= scenarios; ++seed) {
-        const ScenarioWriter writer(seed);
-        const auto scenario = readScenario(writer.text());
-        ASSERT_TRUE(std::holds_alternative<Scenario>(scenario))
-            << std::get<ScenarioError>(scenario).pointer << ": "
-            << std::get<ScenarioError>(scenario).message;
-        Watch watch(std::get<Scenario>(scenario));
-        const auto failedAt = watch.run();
-        ASSERT_EQ(failedAt, std::nullopt)
-            << "seed " << seed << ": " << testing::PrintToString(watch.faults)
-            << "\nTo be replayed:\n"
-            << writer.text(*failedAt);
+    const int steps = numberFrom("LENTORA_SESSION_WALK_STEPS", defaultSteps);
+    const int first = numberFrom("LENTORA_SESSION_WALK_SEED", 1);
+    Visits visits;
+    for (int walked = 0; walked < steps; walked += test::stepsPerScenario) {
+        const int seed = first + walked / test::stepsPerScenario;
+        if (const auto failure = walk(seed, visits))
+            FAIL() << "seed " << seed << ": " << testing::PrintToString(failure->faults)
+                   << "\nTo be replayed:\n"
+                   << failure->scenario;
     }
+    // A short walk may miss the rare ones.
+    if (steps < defaultSteps)
+        return;
+    for (const auto& [place, count] : visits) {
+        RecordProperty(std::string(place), count);
+        EXPECT_GT(count, 0) << "the walk never came by " << place;
+    }
+}
+
+// Let us say that no lens may be locked. Then the walk finds one, and what it prints shows one.
+TEST(SessionRandomWalk, PrintsAScenarioThatFailsInTheSameWay) {
+    const Invariant noLock = [](const ZoomController::Snapshot& session) {
+        return session.sessionWindowID == 0 || !session.sessionLocked;
+    };
+    Visits unused;
+    std::optional<Failure> failure;
+    for (int seed = 1; seed < 100 && !failure; ++seed)
+        failure = walk(seed, unused, noLock);
+    ASSERT_TRUE(failure);
+
+    const auto again = firstFault(failure->scenario, noLock);
+    ASSERT_TRUE(again);
+    EXPECT_EQ(again->what, failure->faults.front().what);
+    EXPECT_EQ(firstFault(failure->scenario, {}), std::nullopt) << "it has to be that fault";
+
+    const Scenario scenario = scenarioFrom(failure->scenario);
+    EXPECT_LE(scenario.steps.size(), 8U) << failure->scenario;
+    sim::SimTextFiles files;
+    std::string trace;
+    EXPECT_THAT(replay(scenario, {.home = "",
+                                  .files = files,
+                                  .print = [&](auto line) { trace.append(line).append("\n"); },
+                                  .writePicture = {}}),
+                testing::IsEmpty());
+    EXPECT_THAT(trace, testing::ContainsRegex("lock ON|locked=true")) << failure->scenario;
 }
 
 } // namespace

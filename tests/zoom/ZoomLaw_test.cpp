@@ -37,6 +37,7 @@ TEST(ZoomLaw, TheShownZoomApproachesItsTargetAtALimitedSpeed) {
     EXPECT_NEAR(smoothed(0.5, 4, frame), 0.6, 1e-9) << "below 100 % it is not slower";
     EXPECT_EQ(smoothed(2.4995, 2.5, frame), 2.5);
     EXPECT_EQ(smoothed(2.3, 2.5, 0), 2.3);
+    EXPECT_EQ(smoothed(0, 0.001, 0), 0) << "as far away as that is not there";
 }
 
 TEST(ZoomLaw, PercentAreRoundedAwayFromZero) {
@@ -67,6 +68,9 @@ TEST(PinchChange, SeedsFirstAndDropsWhatTrembles) {
     pinch.reseed();
     EXPECT_EQ(pinch.take(2), std::nullopt);
     EXPECT_EQ(pinch.take(3), 1);
+    pinch.take(0);
+    EXPECT_EQ(pinch.take(0.0005), std::nullopt);
+    EXPECT_NE(pinch.take(0.0011), std::nullopt);
 }
 
 } // namespace

@@ -27,8 +27,10 @@ extern "C" void handleQuitSignal(int /*signal*/) {
 void setHandler(void (*handler)(int)) {
     struct sigaction action {};
     action.sa_handler = handler;
-    ::sigaction(SIGINT, &action, nullptr);
-    ::sigaction(SIGTERM, &action, nullptr);
+    // A second signal ends a process whose main thread waits for something.
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        ::sigaction(signal, &action, nullptr);
 }
 
 } // namespace

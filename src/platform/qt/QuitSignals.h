@@ -1,4 +1,4 @@
-// SIGINT and SIGTERM as an ordinary call on the main thread.
+// SIGINT, SIGTERM and SIGHUP as an ordinary call on the main thread.
 #pragma once
 
 #include "platform/posix/FileDescriptor.h"
@@ -11,8 +11,8 @@
 
 namespace lentora::qt {
 
-/// One at a time, on the main thread. While it lives, the two signals call `onQuit` instead of
-/// ending the program.
+/// One at a time, on the main thread. While it lives, the first of these signals calls `onQuit`
+/// instead of ending the program.
 class QuitSignals final : public QObject {
     Q_OBJECT
 

@@ -7,18 +7,13 @@
 #include "render/LayerVisitor.h"
 #include "render/Shapes.h"
 
-#include <cmath>
 #include <memory>
-#include <numbers>
 #include <variant>
 #include <vector>
 
 namespace lentora::sim {
 
 namespace {
-
-// How far a shadow is followed, in its radii; what is left of it there is less than a grey step.
-constexpr double shadowReach = 3;
 
 // A block letter in its em box.
 constexpr double letterSquare = 0.15;
@@ -91,11 +86,7 @@ private:
         shape.rect.y -= shadow.offset.y * scale_;
         const double deviation = shadow.radius * scale_;
         canvas_.paint(grown(shape.rect, shadowReach * deviation), [&](Point p) {
-            // A blurred straight edge; close enough where corners are wider than the blur.
-            const double blurred =
-                deviation > 0 ? std::erfc(shape.distance(p) / (deviation * std::numbers::sqrt2)) / 2
-                              : shape.coverage(p);
-            return Shade(shadow.color, shadow.opacity * blurred);
+            return Shade(shadow.color, shadow.opacity * shape.shadowCoverage(p, deviation));
         });
     }
 

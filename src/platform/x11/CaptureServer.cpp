@@ -4,9 +4,12 @@
 #include <xcb/damage.h>
 #include <xcb/res.h>
 #include <xcb/shape.h>
+#include <xcb/sync.h>
 #include <xcb/xfixes.h>
 
+#include <algorithm>
 #include <array>
+#include <optional>
 #include <string_view>
 
 namespace lentora::x11 {
@@ -50,6 +53,31 @@ bool isAtLeast(const XcbPtr<Reply>& reply, unsigned major, unsigned minor) {
                      (reply->major_version == major && reply->minor_version >= minor));
 }
 
+bool hasSameColours(const xcb_render_directformat_t& a, const xcb_render_directformat_t& b) {
+    return a.red_shift == b.red_shift && a.red_mask == b.red_mask &&
+           a.green_shift == b.green_shift && a.green_mask == b.green_mask &&
+           a.blue_shift == b.blue_shift && a.blue_mask == b.blue_mask;
+}
+
+// The format of the same colours that has eight bits of alpha beside them.
+std::optional<PictureFormat> withAlpha(const xcb_render_query_pict_formats_reply_t& reply,
+                                       const PictureFormat& opaque) {
+    constexpr int alphaMask = 0xFF;
+    constexpr int alphaShift = 24;
+    constexpr std::uint8_t depth = 32;
+    const auto* infos = xcb_render_query_pict_formats_formats(&reply);
+    const auto* end = infos + xcb_render_query_pict_formats_formats_length(&reply);
+    const auto* base = std::find_if(infos, end, [&](const auto& f) { return f.id == opaque.id; });
+    const auto* found = std::find_if(infos, end, [&](const auto& f) {
+        return base != end && f.type == XCB_RENDER_PICT_TYPE_DIRECT && f.depth == depth &&
+               f.direct.alpha_mask == alphaMask && f.direct.alpha_shift == alphaShift &&
+               hasSameColours(f.direct, base->direct);
+    });
+    if (found == end)
+        return std::nullopt;
+    return PictureFormat{found->id, depth, true};
+}
+
 } // namespace
 
 std::shared_ptr<const CaptureServer> CaptureServer::open(const std::string& display,
@@ -68,6 +96,7 @@ std::string CaptureServer::findExtensions() {
     for (const NeededExtension& extension : neededExtensions())
         xcb_prefetch_extension_data(get(), extension.id);
     xcb_prefetch_extension_data(get(), &xcb_res_id);
+    xcb_prefetch_extension_data(get(), &xcb_sync_id);
     for (const NeededExtension& extension : neededExtensions()) {
         if (!connection_->extension(*extension.id))
             return std::string("the X server has no ") + extension.name + " extension";
@@ -75,6 +104,7 @@ std::string CaptureServer::findExtensions() {
     damageNotify_ = connection_->extension(xcb_damage_id)->firstEvent + XCB_DAMAGE_NOTIFY;
     shapeNotify_ = connection_->extension(xcb_shape_id)->firstEvent + XCB_SHAPE_NOTIFY;
     hasResourceExtension_ = connection_->extension(xcb_res_id).has_value();
+    hasCounters_ = connection_->extension(xcb_sync_id).has_value();
     return {};
 }
 
@@ -86,6 +116,8 @@ std::string CaptureServer::agree() {
     const auto fixes = xcb_xfixes_query_version(c, 5, 0);
     const auto render = xcb_render_query_version(c, 0, 11);
     const auto formats = xcb_render_query_pict_formats(c);
+    if (hasCounters_)
+        xcb_discard_reply(c, xcb_sync_initialize(c, 3, 0).sequence);
     const auto opacity = ask(c, "_NET_WM_WINDOW_OPACITY");
     const auto rootPixmap = ask(c, "_XROOTPMAP_ID");
     const auto pid = ask(c, "_NET_WM_PID");
@@ -120,6 +152,7 @@ std::string CaptureServer::agree() {
     if (found == nullptr)
         return "the X server's RENDER extension does not know the format of the root window";
     rootFormat_ = *found;
+    frameFormat_ = withAlpha(*pictFormats, rootFormat_).value_or(rootFormat_);
     return {};
 }
 

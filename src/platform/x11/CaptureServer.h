@@ -33,13 +33,18 @@ public:
 
     /// Null for a visual that cannot be read.
     const PictureFormat* format(xcb_visualid_t visual) const;
-    /// Of the root window; frames have it, too.
     const PictureFormat& rootFormat() const { return rootFormat_; }
+    /// Of frames: the root window's colours, with alpha where that is the only difference. Frames
+    /// are opaque all the same, but they are drawn scaled onto windows with alpha, and servers have
+    /// a quick way only from like to like.
+    const PictureFormat& frameFormat() const { return frameFormat_; }
 
     std::uint8_t damageNotify() const { return damageNotify_; }
     std::uint8_t shapeNotify() const { return shapeNotify_; }
     /// Who owns a window can be asked of the server itself.
     bool hasResourceExtension() const { return hasResourceExtension_; }
+    /// Other clients can be told how far the drawing has got (`DrawingCounter`).
+    bool hasCounters() const { return hasCounters_; }
 
     struct Atoms {
         xcb_atom_t windowOpacity = XCB_NONE;
@@ -64,9 +69,11 @@ private:
     std::unique_ptr<Connection> connection_;
     std::map<xcb_visualid_t, PictureFormat> formats_;
     PictureFormat rootFormat_;
+    PictureFormat frameFormat_;
     std::uint8_t damageNotify_ = 0;
     std::uint8_t shapeNotify_ = 0;
     bool hasResourceExtension_ = false;
+    bool hasCounters_ = false;
     Atoms atoms_;
 };
 

@@ -54,11 +54,14 @@ CaptureSession::CaptureSession(Setup setup)
       pool_(std::make_shared<SurfacePool>(
           server_, setup_.configuration.width, setup_.configuration.height,
           static_cast<std::size_t>(std::max(setup_.configuration.queueDepth, 1)),
-          [wake = setup_.wake] { wake->signal(); })) {}
+          [wake = setup_.wake] { wake->signal(); })) {
+    if (server_->hasCounters())
+        drawing_.emplace(server_->connection());
+}
 
 CaptureSession::~CaptureSession() {
     xcb_connection_t* c = server_->get();
-    if (frameInFlight_)
+    if (frameInFlight_ && !frameInFlight_->isDelivered)
         pool_->discard(frameInFlight_->buffer);
     windows_.clear();
     const std::uint32_t mask = XCB_EVENT_MASK_NO_EVENT;
@@ -321,26 +324,41 @@ bool CaptureSession::composeIfDue() {
     composed_.paint({target.pixmap, target.picture}, layers_, damage_, target.stale);
     frameInFlight_ = Frame{*buffer, composed_.toTarget(std::exchange(damage_, {}))};
     nextFrame_ = std::max(nextFrame_ + interval_, now + interval_ / shortestPart);
+    const auto drawn = drawing_ ? drawing_->mark() : DrawingCounter::Moment{};
     // Its answer tells that the server has carried out what was sent.
     messages_.expect<xcb_get_input_focus_reply_t>(
         xcb_get_input_focus(server_->get()),
         [this](const xcb_get_input_focus_reply_t*) { frameDone(); });
+    xcb_flush(server_->get());
+    // The server holds back who shows the frame until it is drawn. That saves a way there and back,
+    // and only where there may be no memory for it the answer comes first.
+    if (drawing_ && target.isProven)
+        deliver(*frameInFlight_, drawn);
     return true;
 }
 
-void CaptureSession::frameDone() {
-    const Frame frame = *std::exchange(frameInFlight_, std::nullopt);
-    if (frame.hasFailed || server_->connection().isLost()) {
-        hasLostFrame_ = true;
-        return pool_->discard(frame.buffer);
-    }
+void CaptureSession::deliver(Frame& frame, const DrawingCounter::Moment& drawn) {
+    frame.isDelivered = true;
     CaptureSample sample;
     sample.status = SampleStatus::complete;
     sample.width = pool_->width();
     sample.height = pool_->height();
-    sample.surface = pool_->deliver(frame.buffer, frame.damage);
+    sample.surface = pool_->deliver(frame.buffer, frame.damage, drawn);
     if (const auto output = setup_.output.lock())
         output->didOutputSample(sample);
+}
+
+void CaptureSession::frameDone() {
+    Frame frame = *std::exchange(frameInFlight_, std::nullopt);
+    if (frame.hasFailed || server_->connection().isLost()) {
+        hasLostFrame_ = true;
+        if (!frame.isDelivered)
+            pool_->discard(frame.buffer);
+        return;
+    }
+    pool_->buffer(frame.buffer).isProven = true;
+    if (!frame.isDelivered)
+        deliver(frame, {});
 }
 
 void CaptureSession::wait() {

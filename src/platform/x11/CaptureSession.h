@@ -6,6 +6,7 @@
 #include "platform/x11/CaptureServer.h"
 #include "platform/x11/CapturedWindow.h"
 #include "platform/x11/ComposedRegion.h"
+#include "platform/x11/DrawingCounter.h"
 #include "platform/x11/MessageQueue.h"
 #include "platform/x11/RootBackground.h"
 #include "platform/x11/ScreenSpace.h"
@@ -57,6 +58,7 @@ private:
     struct Frame {
         std::size_t buffer = 0;
         PixelRegion damage;
+        bool isDelivered = false;
         bool hasFailed = false;
     };
     // Goes after everything else: waits until the server has given all back.
@@ -90,6 +92,7 @@ private:
 
     bool isFrameWanted() const;
     bool composeIfDue();
+    void deliver(Frame& frame, const DrawingCounter::Moment& drawn);
     void frameDone();
     void wait();
 
@@ -105,6 +108,8 @@ private:
     RootBackground background_;
     ComposedRegion composed_;
     const std::shared_ptr<SurfacePool> pool_;
+    // Nothing where the server has no such counters.
+    std::optional<DrawingCounter> drawing_;
 
     // By serial. Those that may be seen in the region.
     std::map<std::uint64_t, std::unique_ptr<CapturedWindow>> windows_;

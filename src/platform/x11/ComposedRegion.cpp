@@ -1,5 +1,7 @@
 #include "platform/x11/ComposedRegion.h"
 
+#include "platform/x11/ProtocolNumbers.h"
+
 #include <xcb/xfixes.h>
 
 #include <algorithm>
@@ -10,14 +12,6 @@
 namespace lentora::x11 {
 
 namespace {
-
-std::int16_t s16(int value) {
-    return static_cast<std::int16_t>(std::clamp(value, -32768, 32767));
-}
-
-std::uint16_t u16(int value) {
-    return static_cast<std::uint16_t>(std::clamp(value, 0, 65535));
-}
 
 xcb_render_fixed_t fixed(double value) {
     return static_cast<xcb_render_fixed_t>(value * 65536);
@@ -48,7 +42,7 @@ ComposedRegion::~ComposedRegion() {
 
 void ComposedRegion::makeUnscaled() {
     xcb_connection_t* c = server_->get();
-    const PictureFormat& format = server_->rootFormat();
+    const PictureFormat& format = server_->frameFormat();
     unscaled_ = {xcb_generate_id(c), xcb_generate_id(c)};
     xcb_create_pixmap(c, format.depth, unscaled_.drawable, server_->root(), u16(region_.width),
                       u16(region_.height));
@@ -151,7 +145,7 @@ void ComposedRegion::paintWindow(const Target& target, const CapturedWindow& win
     xcb_connection_t* c = server_->get();
     const int left = window.bounds().x - region_.x;
     const int top = window.bounds().y - region_.y;
-    if (window.isOpaque() && window.format().id == server_->rootFormat().id) {
+    if (window.isOpaque() && window.format().id == server_->frameFormat().id) {
         xcb_copy_area(c, window.pixmap(), target.drawable, copying_, s16(rect.x - left),
                       s16(rect.y - top), s16(rect.x), s16(rect.y), u16(rect.width),
                       u16(rect.height));

@@ -1,11 +1,18 @@
 #include "platform/x11/Connection.h"
 
+#include <mutex>
+
 namespace lentora::x11 {
 
 std::unique_ptr<Connection> Connection::open(const std::string& display, std::string& error) {
     int screenNumber = 0;
-    xcb_connection_t* connection =
-        xcb_connect(display.empty() ? nullptr : display.c_str(), &screenNumber);
+    xcb_connection_t* connection = nullptr;
+    {
+        // The library that finds the key to the server keeps its file's name in one place for all.
+        static std::mutex connecting;
+        const std::lock_guard lock(connecting);
+        connection = xcb_connect(display.empty() ? nullptr : display.c_str(), &screenNumber);
+    }
     // xcb answers with an object in any case, which has to be given back.
     std::unique_ptr<Connection> owner(new Connection(connection, XCB_NONE));
     const char* name = display.empty() ? std::getenv("DISPLAY") : display.c_str();

@@ -1,8 +1,10 @@
 #include "platform/x11/LayerPainter.h"
 
+#include "platform/x11/ProtocolNumbers.h"
+#include "render/Shapes.h"
+
 #include <algorithm>
 #include <cmath>
-#include <string_view>
 #include <utility>
 
 namespace lentora::x11 {
@@ -12,46 +14,10 @@ namespace {
 // So little out of place, in pixels, is in place.
 constexpr double placeTolerance = 0.01;
 
-std::int16_t s16(int value) {
-    return static_cast<std::int16_t>(std::clamp(value, -32768, 32767));
-}
-
-std::uint16_t u16(int value) {
-    return static_cast<std::uint16_t>(std::clamp(value, 0, 65535));
-}
-
-std::uint16_t channel(double value) {
-    return static_cast<std::uint16_t>(std::lround(std::clamp(value, 0.0, 1.0) * 0xFFFF));
-}
-
-// Premultiplied.
-xcb_render_color_t renderColor(const Color& color) {
-    return {channel(color.red * color.alpha), channel(color.green * color.alpha),
-            channel(color.blue * color.alpha), channel(color.alpha)};
-}
-
 xcb_render_fixed_t fixed(double value) {
     return static_cast<xcb_render_fixed_t>(
         std::lround(std::clamp(value, -32767.0, 32767.0) * 65536));
 }
-
-// A picture of one colour, for the time of a drawing.
-class Solid {
-public:
-    Solid(xcb_connection_t* connection, const Color& color)
-        : connection_(connection), picture_(xcb_generate_id(connection)) {
-        xcb_render_create_solid_fill(connection, picture_, renderColor(color));
-    }
-    ~Solid() { xcb_render_free_picture(connection_, picture_); }
-    Solid(const Solid&) = delete;
-    Solid& operator=(const Solid&) = delete;
-
-    xcb_render_picture_t picture() const { return picture_; }
-
-private:
-    xcb_connection_t* connection_;
-    const xcb_render_picture_t picture_;
-};
 
 // One axis of the way from a pixel of the panel to one of the contents, exact in the middle of
 // what is seen: the factor itself has to be rounded.
@@ -95,6 +61,8 @@ LayerPainter::LayerPainter(std::shared_ptr<const PanelServer> server, const Text
 void LayerPainter::freePixmaps() {
     composed_.reset();
     scratch_.clear();
+    groups_.clear();
+    supplies_.freeSolids();
 }
 
 void LayerPainter::paint(const PresentedTree& tree, const PixelRegion& region,
@@ -112,6 +80,7 @@ void LayerPainter::paint(const PresentedTree& tree, const PixelRegion& region,
         composed.add(rect);
     if (!composed.isEmpty())
         compose(composed, window, backdrop);
+    groups_.keepOnly(tree);
     tree_ = nullptr;
 }
 
@@ -124,18 +93,16 @@ void LayerPainter::paintPlainImage(const PresentedLayerPixels& layer,
         return;
     setClip(window, 0, 0, rects);
     const PixelRect r = intersection(boundsOf(rects), covered);
-    std::optional<Solid> opacity;
-    if (layer.totalOpacity < 1)
-        opacity.emplace(server_->get(), Color::white(0, layer.totalOpacity));
-    xcb_render_composite(server_->get(), XCB_RENDER_PICT_OP_SRC, image->picture,
-                         opacity ? opacity->picture() : static_cast<std::uint32_t>(XCB_NONE),
-                         window, s16(r.x - image->x), s16(r.y - image->y), 0, 0, s16(r.x), s16(r.y),
+    const auto opacity = layer.totalOpacity < 1
+                             ? supplies_.solid(Color::white(0, layer.totalOpacity))
+                             : static_cast<xcb_render_picture_t>(XCB_NONE);
+    xcb_render_composite(server_->get(), XCB_RENDER_PICT_OP_SRC, image->picture, opacity, window,
+                         s16(r.x - image->x), s16(r.y - image->y), 0, 0, s16(r.x), s16(r.y),
                          u16(r.width), u16(r.height));
 }
 
 void LayerPainter::compose(const PixelRegion& region, xcb_render_picture_t window,
                            const ServerPicture* backdrop) {
-    xcb_connection_t* c = server_->get();
     if (!composed_ || composed_->width() != tree_->width || composed_->height() != tree_->height) {
         composed_ = std::make_unique<ServerPicture>(server_, ServerPicture::Kind::color,
                                                     tree_->width, tree_->height);
@@ -147,10 +114,7 @@ void LayerPainter::compose(const PixelRegion& region, xcb_render_picture_t windo
     if (backdrop != nullptr) {
         draw(XCB_RENDER_PICT_OP_SRC, {backdrop->picture(), 0, 0}, bounds, canvas);
     } else {
-        const xcb_rectangle_t all{s16(bounds.x), s16(bounds.y), u16(bounds.width),
-                                  u16(bounds.height)};
-        xcb_render_fill_rectangles(c, XCB_RENDER_PICT_OP_SRC, canvas.picture, {0, 0, 0, 0}, 1,
-                                   &all);
+        clear(canvas);
     }
     if (!tree_->layers.empty())
         paintLayer(0, canvas);
@@ -159,20 +123,23 @@ void LayerPainter::compose(const PixelRegion& region, xcb_render_picture_t windo
          {window, 0, 0, bounds, std::nullopt});
 }
 
-void LayerPainter::refresh(const PresentedTree& tree, const ServerPicture& backdrop) {
+void LayerPainter::refresh(const PresentedTree& tree, const ServerPicture& backdrop,
+                           const std::vector<PixelRect>& parts) {
     for (const PresentedLayerPixels& layer : tree.layers) {
         const Surface* surface = layer.surface();
         const PresentedLayerPixels& parent = tree.layers[layer.parent];
         if (surface == nullptr || !parent.style.masksToBounds ||
             surface->width() != parent.shape.width || surface->height() != parent.shape.height)
             continue;
-        const ServerPicture* picture = supplies_.contents(layer, tree.scale);
+        ServerPicture* picture = supplies_.contents(layer, tree.scale);
         if (picture == nullptr)
             continue;
-        const xcb_render_transform_t same{fixed(1), 0, 0, 0, fixed(1), 0, 0, 0, fixed(1)};
-        xcb_render_set_picture_transform(server_->get(), picture->picture(), same);
-        draw(XCB_RENDER_PICT_OP_SRC, {picture->picture(), parent.shape.x, parent.shape.y},
-             parent.shape, {backdrop.picture(), 0, 0, tree.bounds(), std::nullopt});
+        picture->setSampling(pixelByPixel, ServerPicture::Filter::nearest);
+        for (const PixelRect& part : parts) {
+            draw(XCB_RENDER_PICT_OP_SRC, {picture->picture(), parent.shape.x, parent.shape.y},
+                 intersection(parent.shape, part),
+                 {backdrop.picture(), 0, 0, tree.bounds(), std::nullopt});
+        }
     }
 }
 
@@ -183,9 +150,30 @@ void LayerPainter::paintLayer(std::size_t index, const Canvas& canvas) {
         return;
     if (layer.opacity == 1)
         return paintUngrouped(index, canvas);
+    if (KeptGroups::isWorthKeeping(*tree_, index)) {
+        const PixelRect whole = extentWithChildren(index);
+        return blend({keptGroup(index, whole).picture(), whole.x, whole.y}, extent, layer.opacity,
+                     canvas);
+    }
     const Canvas group = beginGroup(extent);
     paintUngrouped(index, group);
-    endGroup(group, canvas, layer.opacity);
+    --openGroups_;
+    blend({group.picture, group.x, group.y}, extent, layer.opacity, canvas);
+}
+
+const ServerPicture& LayerPainter::keptGroup(std::size_t index, const PixelRect& whole) {
+    if (const ServerPicture* kept = groups_.find(*tree_, index))
+        return *kept;
+    auto made = std::make_unique<ServerPicture>(server_, ServerPicture::Kind::color, whole.width,
+                                                whole.height);
+    const ServerPicture& picture = *made;
+    const auto region = std::exchange(region_, {whole});
+    const Canvas canvas{picture.picture(), whole.x, whole.y, whole, std::nullopt};
+    clear(canvas);
+    paintUngrouped(index, canvas);
+    region_ = region;
+    groups_.keep(*tree_, index, std::move(made));
+    return picture;
 }
 
 void LayerPainter::paintUngrouped(std::size_t index, const Canvas& canvas) {
@@ -236,8 +224,7 @@ void LayerPainter::paintShadow(const PresentedLayerPixels& layer, const Canvas& 
     parts.masked = {{{x, y, mask.width(), mask.height()}, 0, 0}};
     Color color = shadow.color;
     color.alpha *= shadow.opacity;
-    const Solid solid(server_->get(), color);
-    draw({solid.picture(), 0, 0}, parts, layer.clip, canvas);
+    draw({supplies_.solid(color), 0, 0}, parts, layer.clip, canvas);
 }
 
 void LayerPainter::paintContents(const PresentedLayerPixels& layer, const Canvas& canvas) {
@@ -249,7 +236,8 @@ void LayerPainter::paintContents(const PresentedLayerPixels& layer, const Canvas
     if (canvas.clip)
         draw(*picture, supplies_.parts(canvas.clip->shape, canvas.clip->radius, 0), within, canvas);
     else
-        draw(XCB_RENDER_PICT_OP_OVER, *picture, within, canvas);
+        draw(layer.surface() != nullptr ? XCB_RENDER_PICT_OP_SRC : XCB_RENDER_PICT_OP_OVER,
+             *picture, within, canvas);
 }
 
 void LayerPainter::fill(const PresentedLayerPixels& layer, int border, const Color& color,
@@ -266,7 +254,7 @@ void LayerPainter::fill(const PresentedLayerPixels& layer, int border, const Col
         }
     }
     if (!rects.empty()) {
-        xcb_render_fill_rectangles(c, XCB_RENDER_PICT_OP_OVER, canvas.picture, renderColor(color),
+        xcb_render_fill_rectangles(c, XCB_RENDER_PICT_OP_OVER, canvas.picture, premultiplied(color),
                                    static_cast<std::uint32_t>(rects.size()), rects.data());
     }
     std::erase_if(parts.masked,
@@ -274,8 +262,7 @@ void LayerPainter::fill(const PresentedLayerPixels& layer, int border, const Col
     if (parts.masked.empty())
         return;
     parts.plain.clear();
-    const Solid solid(c, color);
-    draw({solid.picture(), 0, 0}, parts, layer.clip, canvas);
+    draw({supplies_.solid(color), 0, 0}, parts, layer.clip, canvas);
 }
 
 LayerPainter::Canvas LayerPainter::beginGroup(const PixelRect& bounds) {
@@ -290,19 +277,24 @@ LayerPainter::Canvas LayerPainter::beginGroup(const PixelRect& bounds) {
     }
     const Canvas canvas{pixmap->picture(), bounds.x, bounds.y, bounds, std::nullopt};
     setClip(canvas.picture, canvas.x, canvas.y, intersections(region_, {bounds}));
-    const xcb_rectangle_t all{0, 0, u16(bounds.width), u16(bounds.height)};
-    xcb_render_fill_rectangles(server_->get(), XCB_RENDER_PICT_OP_SRC, canvas.picture, {0, 0, 0, 0},
-                               1, &all);
+    clear(canvas);
     return canvas;
 }
 
-void LayerPainter::endGroup(const Canvas& group, const Canvas& canvas, double opacity) {
-    --openGroups_;
-    const Solid alpha(server_->get(), Color::white(0, opacity));
-    const PixelRect& r = group.bounds;
-    xcb_render_composite(server_->get(), XCB_RENDER_PICT_OP_OVER, group.picture, alpha.picture(),
-                         canvas.picture, 0, 0, 0, 0, s16(r.x - canvas.x), s16(r.y - canvas.y),
-                         u16(r.width), u16(r.height));
+void LayerPainter::clear(const Canvas& canvas) {
+    const PixelRect& r = canvas.bounds;
+    const xcb_rectangle_t all{s16(r.x - canvas.x), s16(r.y - canvas.y), u16(r.width),
+                              u16(r.height)};
+    xcb_render_fill_rectangles(server_->get(), XCB_RENDER_PICT_OP_SRC, canvas.picture, {0, 0, 0, 0},
+                               1, &all);
+}
+
+void LayerPainter::blend(const Source& source, const PixelRect& r, double opacity,
+                         const Canvas& canvas) {
+    xcb_render_composite(server_->get(), XCB_RENDER_PICT_OP_OVER, source.picture,
+                         supplies_.solid(Color::white(0, opacity)), canvas.picture,
+                         s16(r.x - source.x), s16(r.y - source.y), 0, 0, s16(r.x - canvas.x),
+                         s16(r.y - canvas.y), u16(r.width), u16(r.height));
 }
 
 void LayerPainter::endRoundedGroup(const Canvas& group, const Canvas& canvas,
@@ -314,7 +306,7 @@ void LayerPainter::endRoundedGroup(const Canvas& group, const Canvas& canvas,
 
 std::optional<LayerPainter::Source> LayerPainter::source(const PresentedLayerPixels& layer,
                                                          PixelRect& covered) {
-    const ServerPicture* picture = supplies_.contents(layer, tree_->scale);
+    ServerPicture* picture = supplies_.contents(layer, tree_->scale);
     if (picture == nullptr || layer.shape.isEmpty())
         return std::nullopt;
     Rect to = layer.frame;
@@ -334,27 +326,23 @@ std::optional<LayerPainter::Source> LayerPainter::source(const PresentedLayerPix
                                      std::abs(to.height - height) < placeTolerance &&
                                      isWhole(to.x) && isWhole(to.y)
                                : std::abs(to.width - width) < 1 && std::abs(to.height - height) < 1;
-    xcb_connection_t* c = server_->get();
     if (isOwnSize) {
         const int x = static_cast<int>(std::lround(to.x));
         const int y = static_cast<int>(std::lround(to.y));
         if (!isSurface)
             covered = {x, y, picture->width(), picture->height()};
-        const xcb_render_transform_t same{fixed(1), 0, 0, 0, fixed(1), 0, 0, 0, fixed(1)};
-        xcb_render_set_picture_transform(c, picture->picture(), same);
+        // Even where there is nothing to mix, the server takes its time for the other filter.
+        picture->setSampling(pixelByPixel, ServerPicture::Filter::nearest);
         return Source{picture->picture(), x, y};
     }
     const PixelRect seen = intersection(layer.shape, layer.clip);
     const Axis x(to.x, to.width, picture->width(), seen.x + seen.width / 2.0);
     const Axis y(to.y, to.height, picture->height(), seen.y + seen.height / 2.0);
-    const xcb_render_transform_t toPicture{x.factor, 0, x.offset, 0,       y.factor,
-                                           y.offset, 0, 0,        fixed(1)};
-    xcb_render_set_picture_transform(c, picture->picture(), toPicture);
-    const ContentsFilter wanted =
+    const ContentsFilter filter =
         to.width > width ? layer.style.magnificationFilter : layer.style.minificationFilter;
-    const std::string_view filter = wanted == ContentsFilter::linear ? "bilinear" : "nearest";
-    xcb_render_set_picture_filter(c, picture->picture(), static_cast<std::uint16_t>(filter.size()),
-                                  filter.data(), 0, nullptr);
+    picture->setSampling({x.factor, 0, x.offset, 0, y.factor, y.offset, 0, 0, fixed(1)},
+                         filter == ContentsFilter::linear ? ServerPicture::Filter::bilinear
+                                                          : ServerPicture::Filter::nearest);
     return Source{picture->picture(), 0, 0};
 }
 

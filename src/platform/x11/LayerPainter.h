@@ -6,6 +6,7 @@
 #pragma once
 
 #include "platform/TextRenderer.h"
+#include "platform/x11/KeptGroups.h"
 #include "platform/x11/PaintSupplies.h"
 #include "platform/x11/PixelRegion.h"
 #include "platform/x11/PresentedTree.h"
@@ -31,9 +32,10 @@ public:
     void paint(const PresentedTree& tree, const PixelRegion& region, xcb_render_picture_t window,
                const ServerPicture* backdrop);
 
-    /// Copies what the surfaces show at their own size onto `backdrop`, as far as they lie behind
-    /// themselves: a lens over its window.
-    void refresh(const PresentedTree& tree, const ServerPicture& backdrop);
+    /// Copies what the surfaces show at their own size onto these parts of `backdrop`: where the
+    /// window that they show can be seen behind them.
+    void refresh(const PresentedTree& tree, const ServerPicture& backdrop,
+                 const std::vector<PixelRect>& parts);
 
     /// Lets go of contents that no longer exist.
     void forgetContentsThatAreGone() { supplies_.forgetContentsThatAreGone(); }
@@ -77,10 +79,13 @@ private:
               const Canvas& canvas);
 
     Canvas beginGroup(const PixelRect& bounds);
-    void endGroup(const Canvas& group, const Canvas& canvas, double opacity);
+    // The group that begins at `index` by itself: `whole` is all that it draws on.
+    const ServerPicture& keptGroup(std::size_t index, const PixelRect& whole);
     void endRoundedGroup(const Canvas& group, const Canvas& canvas, const RoundedClip& clip);
 
     std::optional<Source> source(const PresentedLayerPixels& layer, PixelRect& covered);
+    void clear(const Canvas& canvas);
+    void blend(const Source& source, const PixelRect& rect, double opacity, const Canvas& canvas);
     void draw(std::uint8_t op, const Source& source, const PixelRect& rect, const Canvas& canvas);
     void draw(const Source& source, const ShapeParts& parts, const PixelRect& within,
               const Canvas& canvas);
@@ -91,6 +96,7 @@ private:
 
     const std::shared_ptr<const PanelServer> server_;
     PaintSupplies supplies_;
+    KeptGroups groups_;
     // Of the whole panel.
     std::unique_ptr<ServerPicture> composed_;
     // For groups within groups.

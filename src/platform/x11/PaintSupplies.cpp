@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
+#include <utility>
 #include <variant>
 
 namespace lentora::x11 {
@@ -14,6 +14,7 @@ namespace {
 
 // Beyond this many, masks are made anew. There is one for each kind of layer and scale.
 constexpr std::size_t maxMasks = 32;
+constexpr std::size_t maxSolids = 32;
 
 template <typename AlphaAt>
 Mask maskOf(int width, int height, const AlphaAt& alphaAt) {
@@ -26,6 +27,10 @@ Mask maskOf(int width, int height, const AlphaAt& alphaAt) {
         }
     }
     return mask;
+}
+
+std::uint16_t channel(double value) {
+    return static_cast<std::uint16_t>(std::lround(std::clamp(value, 0.0, 1.0) * 0xFFFF));
 }
 
 Rect sized(int width, int height) {
@@ -55,6 +60,11 @@ std::weak_ptr<const void> weak(const LayerContents& contents) {
 }
 
 } // namespace
+
+xcb_render_color_t premultiplied(const Color& color) {
+    return {channel(color.red * color.alpha), channel(color.green * color.alpha),
+            channel(color.blue * color.alpha), channel(color.alpha)};
+}
 
 ShapeParts PaintSupplies::parts(const PixelRect& shape, double radius, int border) {
     ShapeParts parts;
@@ -111,50 +121,71 @@ const ServerPicture& PaintSupplies::shadow(int width, int height, double radius,
         rect.x += reach;
         rect.y += reach;
         const RoundedRect shape{rect, radius};
-        // A blurred straight edge; close enough where corners are wider than the blur.
-        kept = upload(
-            server_, maskOf(width + 2 * reach, height + 2 * reach, [&](Point p) {
-                return deviation > 0
-                           ? std::erfc(shape.distance(p) / (deviation * std::numbers::sqrt2)) / 2
-                           : shape.coverage(p);
-            }));
+        kept = upload(server_, maskOf(width + 2 * reach, height + 2 * reach,
+                                      [&](Point p) { return shape.shadowCoverage(p, deviation); }));
     }
     return *kept;
 }
 
-const ServerPicture* PaintSupplies::contents(const PresentedLayerPixels& layer, double scale) {
+ServerPicture* PaintSupplies::contents(const PresentedLayerPixels& layer, double scale) {
+    if (const auto* text = std::get_if<std::shared_ptr<const AttributedText>>(&layer.contents))
+        return *text == nullptr ? nullptr : textOf(layer, *text, scale);
     const void* key = address(layer.contents);
     if (key == nullptr)
         return nullptr;
     Kept& kept = contents_[key];
-    const bool isText =
-        std::holds_alternative<std::shared_ptr<const AttributedText>>(layer.contents);
-    const bool fits =
-        !isText || (kept.picture && kept.picture->width() == layer.shape.width &&
-                    kept.picture->height() == layer.shape.height && kept.scale == scale);
     // At the place of something that is gone, something else may be now.
-    if (kept.contents.expired() || !fits)
-        kept = {weak(layer.contents), made(layer, scale), scale};
+    if (kept.contents.expired())
+        kept = {weak(layer.contents), made(layer)};
     return kept.picture.get();
 }
 
-std::unique_ptr<ServerPicture> PaintSupplies::made(const PresentedLayerPixels& layer,
-                                                   double scale) const {
+// The percentage changes with every movement of a pinch; a few digits are all that differs then.
+ServerPicture* PaintSupplies::textOf(const PresentedLayerPixels& layer,
+                                     const std::shared_ptr<const AttributedText>& text,
+                                     double scale) {
+    KeptText& kept = texts_[layer.layer];
+    const int width = layer.shape.width;
+    const int height = layer.shape.height;
+    const bool fits =
+        kept.picture && kept.picture->width() == width && kept.picture->height() == height;
+    if (fits && kept.scale == scale && kept.text.lock() == text)
+        return kept.picture.get();
+    Picture pixels = text_.render(*text, width, height, scale);
+    if (pixels.isEmpty())
+        kept.picture.reset();
+    else if (fits)
+        update(*server_, *kept.picture, kept.pixels, pixels);
+    else
+        kept.picture = upload(server_, pixels);
+    kept.text = text;
+    kept.scale = scale;
+    kept.pixels = std::move(pixels);
+    return kept.picture.get();
+}
+
+std::unique_ptr<ServerPicture> PaintSupplies::made(const PresentedLayerPixels& layer) const {
     if (const auto* surface = dynamic_cast<const X11Surface*>(layer.surface())) {
-        return std::make_unique<ServerPicture>(server_, surface->pixmap(), surface->width(),
-                                               surface->height());
+        surface->awaitDrawn(server_->connection());
+        return std::make_unique<ServerPicture>(server_, surface->pixmap(), surface->format().id,
+                                               surface->width(), surface->height());
     }
-    Picture rendered;
-    const Picture* picture = &rendered;
-    if (const auto* text = std::get_if<std::shared_ptr<const AttributedText>>(&layer.contents))
-        rendered = text_.render(**text, layer.shape.width, layer.shape.height, scale);
-    else if (const auto* held = std::get_if<std::shared_ptr<const Picture>>(&layer.contents))
-        picture = held->get();
-    return picture->isEmpty() ? nullptr : upload(server_, *picture);
+    const auto* picture = std::get_if<std::shared_ptr<const Picture>>(&layer.contents);
+    return picture == nullptr || (*picture)->isEmpty() ? nullptr : upload(server_, **picture);
+}
+
+xcb_render_picture_t PaintSupplies::solid(const Color& color) {
+    // Fades have many, and use each once.
+    if (solids_.size() > maxSolids)
+        solids_.clear();
+    const auto [entry, isNew] = solids_.try_emplace(
+        {color.red, color.green, color.blue, color.alpha}, server_, premultiplied(color));
+    return entry->second.picture();
 }
 
 void PaintSupplies::forgetContentsThatAreGone() {
     std::erase_if(contents_, [](const auto& entry) { return entry.second.contents.expired(); });
+    std::erase_if(texts_, [](const auto& entry) { return entry.second.text.expired(); });
 }
 
 } // namespace lentora::x11

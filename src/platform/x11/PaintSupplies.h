@@ -13,6 +13,9 @@
 
 namespace lentora::x11 {
 
+/// As the server takes colours.
+xcb_render_color_t premultiplied(const Color& color);
+
 /// A rounded rectangle in parts: plain rectangles, and those that are drawn through a mask.
 struct ShapeParts {
     struct Masked {
@@ -43,9 +46,13 @@ public:
     /// `height` pixels that casts the shadow.
     const ServerPicture& shadow(int width, int height, double radius, double deviation, int reach);
 
-    /// The layer's contents. They are uploaded once for as long as they exist. Null where there are
-    /// none that can be drawn.
-    const ServerPicture* contents(const PresentedLayerPixels& layer, double scale);
+    /// The layer's contents. They are uploaded once for as long as they exist; of a layer's next
+    /// text, only what is not as in the one before. Null where there are none that can be drawn.
+    ServerPicture* contents(const PresentedLayerPixels& layer, double scale);
+
+    /// A picture of that colour. It stays for the next drawing.
+    xcb_render_picture_t solid(const Color& color);
+    void freeSolids() { solids_.clear(); }
 
     /// Forgets contents that no longer exist. To be called when they are not being drawn.
     void forgetContentsThatAreGone();
@@ -54,19 +61,28 @@ private:
     struct Kept {
         std::weak_ptr<const void> contents;
         std::unique_ptr<ServerPicture> picture;
+    };
+    struct KeptText {
+        std::weak_ptr<const AttributedText> text;
         double scale = 1;
+        Picture pixels;
+        std::unique_ptr<ServerPicture> picture;
     };
     // Width, height, radius, and width of the border or deviation.
     using MaskKey = std::tuple<int, int, double, double>;
 
     const ServerPicture& shapeMask(int width, int height, double radius, int border);
-    std::unique_ptr<ServerPicture> made(const PresentedLayerPixels& layer, double scale) const;
+    ServerPicture* textOf(const PresentedLayerPixels& layer,
+                          const std::shared_ptr<const AttributedText>& text, double scale);
+    std::unique_ptr<ServerPicture> made(const PresentedLayerPixels& layer) const;
 
     const std::shared_ptr<const PanelServer> server_;
     const TextRenderer& text_;
     std::map<MaskKey, std::unique_ptr<ServerPicture>> shapes_;
     std::map<MaskKey, std::unique_ptr<ServerPicture>> shadows_;
+    std::map<std::tuple<double, double, double, double>, SolidPicture> solids_;
     std::map<const void*, Kept> contents_;
+    std::map<const Layer*, KeptText> texts_;
 };
 
 } // namespace lentora::x11

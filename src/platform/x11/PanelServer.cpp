@@ -1,7 +1,7 @@
 #include "platform/x11/PanelServer.h"
 
-#include <xcb/randr.h>
 #include <xcb/shape.h>
+#include <xcb/sync.h>
 #include <xcb/xfixes.h>
 
 #include <string_view>
@@ -64,6 +64,7 @@ constexpr std::array<const char*, static_cast<std::size_t>(PanelAtom::count)> at
     "_NET_WM_STATE_SKIP_PAGER",
     "_NET_WM_BYPASS_COMPOSITOR",
     "_COMPTON_SHADOW",
+    "WM_STATE",
 };
 
 } // namespace
@@ -83,7 +84,7 @@ std::string PanelServer::agree() {
     xcb_prefetch_extension_data(c, &xcb_render_id);
     xcb_prefetch_extension_data(c, &xcb_shape_id);
     xcb_prefetch_extension_data(c, &xcb_xfixes_id);
-    xcb_prefetch_extension_data(c, &xcb_randr_id);
+    xcb_prefetch_extension_data(c, &xcb_sync_id);
     if (!connection_->extension(xcb_render_id))
         return "the X server has no RENDER extension";
     if (!connection_->extension(xcb_shape_id))
@@ -94,17 +95,15 @@ std::string PanelServer::agree() {
     selectionNotify_ =
         static_cast<std::uint8_t>(fixesExtension->firstEvent + XCB_XFIXES_SELECTION_NOTIFY);
 
-    hasRandr_ = connection_->extension(xcb_randr_id).has_value();
-    // Only who knows the version that has rates is told of them.
-    if (hasRandr_)
-        xcb_discard_reply(c, xcb_randr_query_version(c, 1, 2).sequence);
-
     const auto number = std::to_string(screenOf(*connection_).number);
     const std::string manager = "_NET_WM_CM_S" + number;
     const auto render = xcb_render_query_version(c, 0, 11);
     const auto shape = xcb_shape_query_version(c);
     const auto fixes = xcb_xfixes_query_version(c, 5, 0);
     const auto formats = xcb_render_query_pict_formats(c);
+    // Whether there are counters is known by who marks them.
+    if (connection_->extension(xcb_sync_id))
+        xcb_discard_reply(c, xcb_sync_initialize(c, 3, 0).sequence);
     const auto selection =
         xcb_intern_atom(c, 0, static_cast<std::uint16_t>(manager.size()), manager.c_str());
 

@@ -25,6 +25,7 @@ enum class PanelAtom {
     stateSkipPager,
     netWmBypassCompositor,
     comptonShadow,
+    wmState,
     count
 };
 
@@ -52,8 +53,6 @@ public:
 
     xcb_atom_t atom(PanelAtom name) const { return atoms_[static_cast<std::size_t>(name)]; }
 
-    /// How often the display is refreshed can be asked.
-    bool hasRandr() const { return hasRandr_; }
     std::uint8_t selectionNotify() const { return selectionNotify_; }
     /// The selection that a compositing manager of this screen owns.
     xcb_atom_t compositingManager() const { return compositingManager_; }
@@ -72,7 +71,6 @@ private:
     xcb_render_pictformat_t maskFormat_ = XCB_NONE;
     xcb_render_pictformat_t rootFormat_ = XCB_NONE;
     std::uint8_t rootDepth_ = 0;
-    bool hasRandr_ = false;
     std::uint8_t selectionNotify_ = 0;
     xcb_atom_t compositingManager_ = XCB_NONE;
     std::array<xcb_atom_t, static_cast<std::size_t>(PanelAtom::count)> atoms_{};

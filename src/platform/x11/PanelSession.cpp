@@ -2,9 +2,6 @@
 
 #include "platform/x11/X11Panel.h"
 
-#include <xcb/randr.h>
-#include <xcb/xfixes.h>
-
 #include <algorithm>
 #include <utility>
 
@@ -13,16 +10,10 @@ namespace lentora::x11 {
 PanelSession::PanelSession(std::shared_ptr<const PanelServer> server, X11PanelsOptions options,
                            const PanelServices& services)
     : server_(std::move(server)), options_(std::move(options)), services_(services),
-      messages_(server_->connection()) {
-    xcb_connection_t* c = server_->get();
-    // First, so that no change is missed.
-    xcb_xfixes_select_selection_input(c, server_->root(), server_->compositingManager(),
-                                      XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
-                                          XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
-                                          XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
-    const XcbPtr<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
-        c, xcb_get_selection_owner(c, server_->compositingManager()), nullptr));
-    isComposited_ = owner && owner->owner != XCB_NONE;
+      messages_(server_->connection()), compositing_(server_, [this] {
+          for (X11Panel* panel : panels_)
+              panel->compositingDidChange();
+      }) {
     watch_ = services_.watches.watch(server_->connection().fileDescriptor(),
                                      [this] { handleArrived(); });
 }
@@ -35,14 +26,7 @@ PanelSession::~PanelSession() {
 }
 
 PixelRect PanelSession::onRoot(const Rect& cocoa) const {
-    const ScreenLayout now = layout();
-    const double primaryHeight =
-        now.monitors.empty() ? 0 : now.monitors.front().rect.height / now.space.scale;
-    PixelRect rect =
-        now.space.toPixels({cocoa.x, primaryHeight - cocoa.maxY(), cocoa.width, cocoa.height});
-    rect.width = std::max(rect.width, 1);
-    rect.height = std::max(rect.height, 1);
-    return rect;
+    return x11::onRoot(layout(), cocoa);
 }
 
 void PanelSession::remove(const X11Panel& panel) {
@@ -58,26 +42,35 @@ void PanelSession::shownPanelsDidChange() {
     xcb_change_window_attributes(server_->get(), server_->root(), XCB_CW_EVENT_MASK, &mask);
 }
 
+bool PanelSession::isPanel(xcb_window_t window) const {
+    return std::ranges::any_of(panels_,
+                               [&](const X11Panel* p) { return p->windowNumber() == window; });
+}
+
+void PanelSession::readStack(std::function<void(const std::vector<StackedWindow>&)> answer) {
+    x11::readStack(server_->connection(), messages_, std::move(answer));
+}
+
+void PanelSession::findClient(xcb_window_t window, std::function<void(bool)> answer) {
+    x11::findClient(server_->connection(), messages_, window, server_->atom(PanelAtom::wmState),
+                    std::move(answer));
+}
+
 void PanelSession::whenDone(std::function<void()> done) {
     messages_.expect<xcb_get_input_focus_reply_t>(
         xcb_get_input_focus(server_->get()),
         [done = std::move(done)](const xcb_get_input_focus_reply_t*) { done(); });
 }
 
-void PanelSession::askRefreshRate(std::function<void(double hertz)> answer) {
-    if (!server_->hasRandr())
-        return;
-    messages_.expect<xcb_randr_get_screen_info_reply_t>(
-        xcb_randr_get_screen_info(server_->get(), server_->root()),
-        [answer = std::move(answer)](const xcb_randr_get_screen_info_reply_t* info) {
-            if (info != nullptr && info->rate > 0)
-                answer(info->rate);
-        });
-}
-
 void PanelSession::flush() {
     xcb_flush(server_->get());
     // Writing reads as well; what was read then, the descriptor does not tell of any more.
+    handleArrived();
+}
+
+void PanelSession::finish() {
+    const XcbPtr<xcb_get_input_focus_reply_t> done(
+        xcb_get_input_focus_reply(server_->get(), xcb_get_input_focus(server_->get()), nullptr));
     handleArrived();
 }
 
@@ -97,16 +90,15 @@ void PanelSession::dispatch(const xcb_generic_event_t& event) {
     // Errors are of what has gone in the meantime. Events that others sent may say anything.
     if (event.response_type == 0 || (event.response_type & 0x80) != 0)
         return;
-    if (event.response_type == server_->selectionNotify()) {
-        const auto& owner = reinterpret_cast<const xcb_xfixes_selection_notify_event_t&>(event);
-        return setComposited(owner.owner != XCB_NONE);
-    }
+    if (compositing_.apply(event))
+        return;
     switch (event.response_type) {
     case XCB_EXPOSE: {
         const auto& lost = reinterpret_cast<const xcb_expose_event_t&>(event);
         for (X11Panel* panel : panels_) {
             if (panel->windowNumber() == lost.window)
-                panel->contentsWereLost({lost.x, lost.y, lost.width, lost.height});
+                panel->contentsWereLost({lost.x, lost.y, lost.width, lost.height},
+                                        event.full_sequence);
         }
         return;
     }
@@ -114,13 +106,13 @@ void PanelSession::dispatch(const xcb_generic_event_t& event) {
         return windowIsAbove(reinterpret_cast<const xcb_map_notify_event_t&>(event).window);
     case XCB_CONFIGURE_NOTIFY: {
         const auto& moved = reinterpret_cast<const xcb_configure_notify_event_t&>(event);
-        const auto isBelow = [&](const X11Panel* p) {
-            return p->windowNumber() == moved.above_sibling;
-        };
-        if (std::ranges::any_of(panels_, isBelow))
+        if (isPanel(moved.above_sibling))
             windowIsAbove(moved.window);
         return;
     }
+    case XCB_UNMAP_NOTIFY:
+        // The panel may have stayed below what came above a screen locker.
+        return windowIsAbove(reinterpret_cast<const xcb_unmap_notify_event_t&>(event).window);
     case XCB_CIRCULATE_NOTIFY:
         return windowIsAbove(reinterpret_cast<const xcb_circulate_notify_event_t&>(event).window);
     case XCB_REPARENT_NOTIFY:
@@ -130,16 +122,8 @@ void PanelSession::dispatch(const xcb_generic_event_t& event) {
     }
 }
 
-void PanelSession::setComposited(bool composited) {
-    if (std::exchange(isComposited_, composited) == composited)
-        return;
-    for (X11Panel* panel : panels_)
-        panel->compositingDidChange();
-}
-
 void PanelSession::windowIsAbove(xcb_window_t window) {
-    const auto isPanel = [&](const X11Panel* p) { return p->windowNumber() == window; };
-    if (std::ranges::any_of(panels_, isPanel))
+    if (isPanel(window))
         return;
     for (X11Panel* panel : panels_)
         panel->stayOnTop();

@@ -1,9 +1,11 @@
 // What the panels of a server share: the connection, its events, and the desktop around them.
 #pragma once
 
+#include "platform/x11/CompositingWatch.h"
 #include "platform/x11/MessageQueue.h"
 #include "platform/x11/PanelServer.h"
 #include "platform/x11/PixelRegion.h"
+#include "platform/x11/StackReading.h"
 #include "platform/x11/X11Panels.h"
 #include "support/Lifetime.h"
 
@@ -18,7 +20,8 @@ namespace lentora::x11 {
 
 class X11Panel;
 
-/// Main thread. Nothing in here waits for the server but the making and the end.
+/// Main thread. Nothing in here waits for the server but the making, the end, `finish`, and the
+/// answer to one question when a compositing manager starts.
 class PanelSession {
 public:
     PanelSession(std::shared_ptr<const PanelServer> server, X11PanelsOptions options,
@@ -36,19 +39,25 @@ public:
     PixelRect onRoot(const Rect& cocoa) const;
 
     /// Whether a compositing manager blends windows with what is behind them.
-    bool isComposited() const { return isComposited_; }
+    bool isComposited() const { return compositing_.isComposited(); }
 
     void add(X11Panel& panel) { panels_.push_back(&panel); }
     void remove(const X11Panel& panel);
     /// A panel came onto the screen or went. While one is there, other windows are watched.
     void shownPanelsDidChange();
+    bool isPanel(xcb_window_t window) const;
+
+    /// Calls `answer` with the windows that can be seen, bottom to top; panels are among them.
+    void readStack(std::function<void(const std::vector<StackedWindow>&)> answer);
+    /// Calls `answer` with whether an application's window lies in this window.
+    void findClient(xcb_window_t window, std::function<void(bool)> answer);
 
     /// Calls `done` when the server has carried out all that was sent before.
     void whenDone(std::function<void()> done);
-    /// Calls `answer` with the display's refreshes in a second, where the server knows them.
-    void askRefreshRate(std::function<void(double hertz)> answer);
     /// Sends what was asked for, and handles what has arrived.
     void flush();
+    /// Likewise, and waits until the server has carried it out.
+    void finish();
 
     bool isLost() const { return server_->connection().isLost(); }
     std::uint64_t bytesSent() const { return xcb_total_written(server_->get()); }
@@ -56,7 +65,6 @@ public:
 private:
     void handleArrived();
     void dispatch(const xcb_generic_event_t& event);
-    void setComposited(bool composited);
     void windowIsAbove(xcb_window_t window);
     void lose();
 
@@ -64,7 +72,7 @@ private:
     const X11PanelsOptions options_;
     const PanelServices services_;
     MessageQueue messages_;
-    bool isComposited_ = false;
+    CompositingWatch compositing_;
     bool isWatchingWindows_ = false;
     bool isHandling_ = false;
     bool hasLost_ = false;

@@ -1,5 +1,7 @@
 #include "platform/x11/PanelWindow.h"
 
+#include "platform/x11/ProtocolNumbers.h"
+
 #include <xcb/shape.h>
 
 #include <unistd.h>
@@ -20,25 +22,19 @@ constexpr std::string_view windowName = "Lentora";
 // Marks a window that is on every workspace.
 constexpr std::uint32_t everyDesktop = 0xFFFFFFFF;
 
-std::int16_t s16(int value) {
-    return static_cast<std::int16_t>(std::clamp(value, -32768, 32767));
-}
-
-std::uint16_t u16(int value) {
-    return static_cast<std::uint16_t>(std::clamp(value, 1, 32767));
-}
-
 } // namespace
 
 PanelWindow::PanelWindow(std::shared_ptr<const PanelServer> server, const PixelRect& frame)
-    : server_(std::move(server)), id_(xcb_generate_id(server_->get())), frame_(frame) {
+    : server_(std::move(server)), id_(xcb_generate_id(server_->get())), frame_(frame),
+      covered_(xcb_generate_id(server_->get())) {
     xcb_connection_t* c = server_->get();
+    xcb_xfixes_create_region(c, covered_, 0, nullptr);
     const std::uint32_t mask = XCB_CW_BACK_PIXEL | XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT |
                                XCB_CW_EVENT_MASK | XCB_CW_COLORMAP;
     const std::array<std::uint32_t, 5> values{0, 0, 1, XCB_EVENT_MASK_EXPOSURE,
                                               server_->colormap()};
-    xcb_create_window(c, 32, id_, server_->root(), s16(frame.x), s16(frame.y), u16(frame.width),
-                      u16(frame.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, server_->visual(), mask,
+    xcb_create_window(c, 32, id_, server_->root(), s16(frame.x), s16(frame.y), side(frame.width),
+                      side(frame.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, server_->visual(), mask,
                       values.data());
     // An empty region. With no region at all the window would take every click.
     xcb_shape_rectangles(c, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, XCB_CLIP_ORDERING_UNSORTED, id_,
@@ -49,8 +45,10 @@ PanelWindow::PanelWindow(std::shared_ptr<const PanelServer> server, const PixelR
 }
 
 PanelWindow::~PanelWindow() {
+    xcb_xfixes_destroy_region(server_->get(), covered_);
     xcb_render_free_picture(server_->get(), picture_);
     xcb_destroy_window(server_->get(), id_);
+    xcb_flush(server_->get());
 }
 
 // No window manager manages it. These tell pagers, task bars and compositing managers what it is
@@ -88,7 +86,7 @@ void PanelWindow::setFrame(const PixelRect& frame) {
     frame_ = frame;
     const std::array<std::uint32_t, 4> values{static_cast<std::uint32_t>(s16(frame.x)),
                                               static_cast<std::uint32_t>(s16(frame.y)),
-                                              u16(frame.width), u16(frame.height)};
+                                              side(frame.width), side(frame.height)};
     xcb_configure_window(server_->get(), id_,
                          XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_WIDTH |
                              XCB_CONFIG_WINDOW_HEIGHT,
@@ -97,17 +95,21 @@ void PanelWindow::setFrame(const PixelRect& frame) {
 
 void PanelWindow::map() {
     xcb_map_window(server_->get(), id_);
-    isMapped_ = true;
 }
 
 void PanelWindow::unmap() {
     xcb_unmap_window(server_->get(), id_);
-    isMapped_ = false;
 }
 
 void PanelWindow::raise() {
     const std::uint32_t above = XCB_STACK_MODE_ABOVE;
     xcb_configure_window(server_->get(), id_, XCB_CONFIG_WINDOW_STACK_MODE, &above);
+}
+
+void PanelWindow::putAbove(xcb_window_t sibling) {
+    const std::array<std::uint32_t, 2> values{sibling, XCB_STACK_MODE_ABOVE};
+    xcb_configure_window(server_->get(), id_,
+                         XCB_CONFIG_WINDOW_SIBLING | XCB_CONFIG_WINDOW_STACK_MODE, values.data());
 }
 
 void PanelWindow::setTransparent(bool transparent) {
@@ -122,36 +124,51 @@ void PanelWindow::setTransparent(bool transparent) {
     }
 }
 
-void PanelWindow::cutTo(const std::vector<PixelRect>& rects) {
+void PanelWindow::cutTo(const std::vector<PixelRect>& rects, const ServerPicture& below) {
     if (cut_ == rects)
         return;
+    copyScreen(rects, below);
+    setShape(rects);
+}
+
+void PanelWindow::cutAway() {
+    setShape({});
+    xcb_xfixes_set_region(server_->get(), covered_, 0, nullptr);
+}
+
+void PanelWindow::setShape(const std::vector<PixelRect>& rects) {
     cut_ = rects;
-    std::vector<xcb_rectangle_t> parts;
-    parts.reserve(rects.size());
-    for (const PixelRect& r : rects)
-        parts.push_back({s16(r.x), s16(r.y), u16(r.width), u16(r.height)});
+    const auto parts = rectangles(rects);
     xcb_shape_rectangles(server_->get(), XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING,
                          XCB_CLIP_ORDERING_UNSORTED, id_, 0, 0,
                          static_cast<std::uint32_t>(parts.size()), parts.data());
 }
 
-std::unique_ptr<ServerPicture> PanelWindow::pictureOfScreenBelow() {
+void PanelWindow::copyScreen(const std::vector<PixelRect>& parts, const ServerPicture& to) const {
     xcb_connection_t* c = server_->get();
-    const bool wasMapped = isMapped_;
-    if (wasMapped)
-        unmap();
-    auto below = std::make_unique<ServerPicture>(server_, ServerPicture::Kind::root, frame_.width,
-                                                 frame_.height);
+    const auto all = rectangles(parts);
+    const xcb_xfixes_region_t region = xcb_generate_id(c);
+    xcb_xfixes_create_region(c, region, static_cast<std::uint32_t>(all.size()), all.data());
+    xcb_xfixes_subtract_region(c, region, covered_, region);
+    xcb_xfixes_union_region(c, covered_, region, covered_);
+    xcb_xfixes_set_picture_clip_region(c, to.picture(), region, 0, 0);
+    xcb_xfixes_destroy_region(c, region);
     const xcb_render_picture_t root = xcb_generate_id(c);
     const std::uint32_t withWindows = XCB_SUBWINDOW_MODE_INCLUDE_INFERIORS;
     xcb_render_create_picture(c, root, server_->root(), server_->rootFormat(),
                               XCB_RENDER_CP_SUBWINDOW_MODE, &withWindows);
-    xcb_render_composite(c, XCB_RENDER_PICT_OP_SRC, root, XCB_NONE, below->picture(), s16(frame_.x),
+    xcb_render_composite(c, XCB_RENDER_PICT_OP_SRC, root, XCB_NONE, to.picture(), s16(frame_.x),
                          s16(frame_.y), 0, 0, 0, 0, u16(frame_.width), u16(frame_.height));
     xcb_render_free_picture(c, root);
-    if (wasMapped)
-        map();
-    return below;
+    xcb_xfixes_set_picture_clip_region(c, to.picture(), XCB_NONE, 0, 0);
+}
+
+std::vector<xcb_rectangle_t> PanelWindow::rectangles(const std::vector<PixelRect>& rects) const {
+    std::vector<xcb_rectangle_t> parts;
+    parts.reserve(rects.size());
+    for (const PixelRect& r : rects)
+        parts.push_back({s16(r.x), s16(r.y), u16(r.width), u16(r.height)});
+    return parts;
 }
 
 } // namespace lentora::x11

@@ -55,9 +55,6 @@ struct PresentedTree {
     int borderWidth(const PresentedLayerPixels& layer) const;
 };
 
-/// How far a shadow is followed, in its radii; what is left of it there is less than a grey step.
-inline constexpr double shadowReach = 3;
-
 /// What is seen of `root` at `time` on a panel of `width` x `height` pixels.
 PresentedTree present(const Layer& root, double time, double scale, int width, int height);
 

@@ -1,6 +1,7 @@
 #include "platform/x11/RootReader.h"
 
 #include "platform/x11/Properties.h"
+#include "platform/x11/RefreshRate.h"
 
 #include <xcb/randr.h>
 
@@ -102,15 +103,20 @@ ScreenLayout RootReader::readLayout() {
 
     std::vector<Monitor> found;
     if (monitorsReply) {
+        roundTrips_ += 2;
+        const std::vector<RefreshRate> rates = readRefreshRates(connection_);
         auto infos = xcb_randr_get_monitors_monitors_iterator(monitorsReply.get());
         for (; infos.rem > 0; xcb_randr_monitor_info_next(&infos)) {
             const xcb_randr_monitor_info_t& info = *infos.data;
+            const PixelRect rect{info.x, info.y, info.width, info.height};
             found.push_back({.id = info.name,
-                             .rect = {info.x, info.y, info.width, info.height},
-                             .primary = info.primary != 0});
+                             .rect = rect,
+                             .primary = info.primary != 0,
+                             .refreshRate = refreshRateOf(rect, rates)});
         }
-    } else if (geometryReply) {
-        // A server that knows of no monitors shows the screen as a whole.
+    }
+    // A server that knows of no monitors shows the screen as a whole.
+    if (found.empty() && geometryReply) {
         found.push_back({.rect = {0, 0, geometryReply->width, geometryReply->height}});
     }
     return screenLayout(std::move(found),

@@ -35,7 +35,7 @@ public:
     /// Two round trips.
     ManagerWord readManager();
 
-    /// One round trip.
+    /// One round trip, and two more where the server knows of monitors.
     ScreenLayout readLayout();
 
     /// The first event of the extension that tells of monitors; nothing without it.

@@ -9,6 +9,7 @@ namespace {
 
 constexpr double dpiOfScaleOne = 96;
 constexpr double largestScale = 8;
+constexpr double usualRefreshRate = 60;
 
 } // namespace
 
@@ -38,6 +39,23 @@ std::vector<Screen> screensOf(const ScreenLayout& layout) {
         screens.push_back({.frame = frame, .scale = layout.space.scale});
     }
     return screens;
+}
+
+PixelRect onRoot(const ScreenLayout& layout, const Rect& cocoa) {
+    const double primaryHeight =
+        layout.monitors.empty() ? 0 : layout.monitors.front().rect.height / layout.space.scale;
+    return layout.space.toPixels(
+        {cocoa.x, primaryHeight - cocoa.maxY(), cocoa.width, cocoa.height});
+}
+
+double refreshInterval(const ScreenLayout& layout, const PixelRect& display) {
+    const int x = display.x + display.width / 2;
+    const int y = display.y + display.height / 2;
+    for (const Monitor& monitor : layout.monitors) {
+        if (monitor.refreshRate > 0 && monitor.rect.contains({x, y, 1, 1}))
+            return 1 / monitor.refreshRate;
+    }
+    return 1 / usualRefreshRate;
 }
 
 std::vector<ShareableDisplay> shareableDisplaysOf(const ScreenLayout& layout) {

@@ -16,6 +16,8 @@ struct Monitor {
     std::uint32_t id = 0;
     PixelRect rect;
     bool primary = false;
+    /// Refreshes in a second; 0 where that is not known.
+    double refreshRate = 0;
 
     bool operator==(const Monitor&) const = default;
 };
@@ -36,6 +38,13 @@ ScreenLayout screenLayout(std::vector<Monitor> monitors, double scale);
 
 /// Cocoa space.
 std::vector<Screen> screensOf(const ScreenLayout& layout);
+
+/// A rectangle in Cocoa space on the root window; at least one pixel each way.
+PixelRect onRoot(const ScreenLayout& layout, const Rect& cocoa);
+
+/// Seconds between two refreshes of the monitor that holds the middle of `display` (root window); a
+/// usual time where that is not known.
+double refreshInterval(const ScreenLayout& layout, const PixelRect& display);
 
 /// CG space.
 std::vector<ShareableDisplay> shareableDisplaysOf(const ScreenLayout& layout);

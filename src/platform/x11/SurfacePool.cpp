@@ -17,9 +17,9 @@ PixelRegion whole(int width, int height) {
 } // namespace
 
 X11Surface::X11Surface(std::shared_ptr<SurfacePool> pool, std::size_t buffer, xcb_pixmap_t pixmap,
-                       std::uint64_t number, History history)
+                       std::uint64_t number, History history, DrawingCounter::Moment drawn)
     : pool_(std::move(pool)), buffer_(buffer), pixmap_(pixmap), number_(number),
-      history_(std::move(history)) {}
+      history_(std::move(history)), drawn_(drawn) {}
 
 X11Surface::~X11Surface() {
     pool_->release(buffer_);
@@ -34,7 +34,7 @@ int X11Surface::height() const {
 }
 
 const PictureFormat& X11Surface::format() const {
-    return pool_->server().rootFormat();
+    return pool_->server().frameFormat();
 }
 
 PixelRegion X11Surface::damageSince(const X11Surface& shown) const {
@@ -58,7 +58,7 @@ SurfacePool::~SurfacePool() {
 
 void SurfacePool::allocate(Buffer& buffer) const {
     xcb_connection_t* c = server_->get();
-    const PictureFormat& format = server_->rootFormat();
+    const PictureFormat& format = server_->frameFormat();
     buffer.pixmap = xcb_generate_id(c);
     xcb_create_pixmap(c, format.depth, buffer.pixmap, server_->root(),
                       static_cast<std::uint16_t>(width_), static_cast<std::uint16_t>(height_));
@@ -99,8 +99,8 @@ std::optional<std::size_t> SurfacePool::acquire() {
     return best;
 }
 
-std::shared_ptr<const X11Surface> SurfacePool::deliver(std::size_t index,
-                                                       const PixelRegion& damage) {
+std::shared_ptr<const X11Surface> SurfacePool::deliver(std::size_t index, const PixelRegion& damage,
+                                                       const DrawingCounter::Moment& drawn) {
     for (Slot& slot : slots_)
         slot.buffer.stale.add(damage);
     slots_[index].buffer.stale.clear();
@@ -108,7 +108,7 @@ std::shared_ptr<const X11Surface> SurfacePool::deliver(std::size_t index,
     if (history_.size() > historyLength)
         history_.pop_back();
     return std::make_shared<X11Surface>(shared_from_this(), index, slots_[index].buffer.pixmap,
-                                        ++frames_, history_);
+                                        ++frames_, history_, drawn);
 }
 
 void SurfacePool::discard(std::size_t index) {

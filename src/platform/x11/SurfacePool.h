@@ -29,6 +29,8 @@ public:
         xcb_render_picture_t picture = XCB_NONE;
         /// What is not as in the newest frame.
         PixelRegion stale;
+        /// The server has been heard of since the pixmap was made: it had the memory.
+        bool isProven = false;
     };
 
     /// `wake` is called, on any thread, when a surface comes back for which `acquire` had to
@@ -47,8 +49,9 @@ public:
     std::optional<std::size_t> acquire();
     Buffer& buffer(std::size_t index) { return slots_[index].buffer; }
 
-    /// The acquired buffer is current now; what has changed is `damage`.
-    std::shared_ptr<const X11Surface> deliver(std::size_t index, const PixelRegion& damage);
+    /// The acquired buffer is current from the moment `drawn`; what has changed is `damage`.
+    std::shared_ptr<const X11Surface> deliver(std::size_t index, const PixelRegion& damage,
+                                              const DrawingCounter::Moment& drawn);
     /// The server did not manage to make or to fill the buffer.
     void discard(std::size_t index);
 

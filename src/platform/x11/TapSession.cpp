@@ -47,9 +47,9 @@ std::unique_ptr<TapSession> TapSession::open(const X11EventTapOptions& options, 
         major = version ? version->major_version : 0;
         minor = version ? version->minor_version : 0;
     }
-    const auto map = major >= xi::majorVersion ? KeyboardMap::read(*connection) : std::nullopt;
+    const auto map = xi::isEnough(major, minor) ? KeyboardMap::read(*connection) : std::nullopt;
     if (!map) {
-        log.log("input", "!! the X server has no XInput 2 -> keys and pinches cannot be seen");
+        log.log("input", "!! the X server has no XInput 2.1 -> keys and pinches cannot be seen");
         return nullptr;
     }
     return std::unique_ptr<TapSession>(new TapSession(std::move(connection), *xinput, minor, *map,

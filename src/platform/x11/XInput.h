@@ -10,6 +10,13 @@ namespace lentora::x11::xi {
 inline constexpr std::uint16_t majorVersion = 2;
 /// 2.4 brings touchpad gestures.
 inline constexpr std::uint16_t gestureMinorVersion = 4;
+/// 2.1 brings raw events while another client has a grab.
+inline constexpr std::uint16_t leastMinorVersion = 1;
+
+/// Input can be watched with this version.
+constexpr bool isEnough(unsigned major, unsigned minor) {
+    return major > majorVersion || (major == majorVersion && minor >= leastMinorVersion);
+}
 
 inline constexpr xcb_input_device_id_t allDevices = XCB_INPUT_DEVICE_ALL;
 inline constexpr xcb_input_device_id_t allMasterDevices = XCB_INPUT_DEVICE_ALL_MASTER;

@@ -223,8 +223,7 @@ TEST_F(PanelPictureTest, ShowsACapturedFrameOverTheWindows) {
     showPanel();
     panel->setFrame({500, 100, 200, 100});
     view->beginSession({50, 0, 100, 100}, {0, 0}, {100, 100}, 2);
-    view->imageLayer()->setContents(capturedSurface(desktop.state, {}, configuration));
-    view->fadeInClip();
+    view->showFrame(capturedSurface(desktop.state, {}, configuration));
     wait(0.2);
     const Picture picture = pictureUnderPanel(desktop.state, *desktop.panels.shownPanel(), now());
     ASSERT_EQ(picture.width(), 400);

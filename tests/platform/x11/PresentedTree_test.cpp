@@ -208,6 +208,31 @@ TEST(FramePacer, DrawsAtOnceAfterARestAndThenOnceForEachRefresh) {
     EXPECT_EQ(pacer.due(6), std::nullopt);
 }
 
+TEST(FramePacer, ASmallDrawingDoesNotHoldUpAChangeButMovementKeepsItsPace) {
+    FramePacer pacer;
+    pacer.setInterval(0.016);
+    pacer.begin(5);
+    pacer.drawsLittle(5);
+    pacer.requestNextStep();
+    EXPECT_DOUBLE_EQ(pacer.due(5.001).value_or(0), 5.008);
+    pacer.request();
+    EXPECT_DOUBLE_EQ(pacer.due(5.001).value_or(0), 5.004);
+    pacer.begin(5.004);
+    // Nothing was small about that.
+    pacer.request();
+    EXPECT_DOUBLE_EQ(pacer.due(5.005).value_or(0), 5.020);
+
+    // However many there were, what moves keeps the display's pace.
+    double now = 6;
+    for (int i = 0; i < 100; ++i) {
+        now += 0.006;
+        pacer.begin(now);
+        pacer.drawsLittle(now);
+    }
+    pacer.requestNextStep();
+    EXPECT_LE(pacer.due(now).value_or(0), now + 0.016);
+}
+
 TEST(RaiseBudget, AllowsABurstAndThenAFewInASecond) {
     RaiseBudget budget(100);
     int burst = 0;
