@@ -4,6 +4,7 @@
 // are measured on one test desktop, in turns. Times begin before the change is sent to the server.
 #include "platform/x11/Connection.h"
 #include "platform/x11/X11CaptureStreams.h"
+#include "platform/x11/X11Surface.h"
 #include "testdesktop/TestDesktop.h"
 
 #include <xcb/composite.h>
@@ -208,16 +209,22 @@ bool measureBareClient(const std::string& display, ChangingWindow& window, clock
     return fine;
 }
 
-// Keeps the newest frame, as one that shows it would.
+// Keeps the newest frame, as one that shows it would. A frame has arrived when it is drawn.
 class Shower final : public CaptureOutput {
 public:
-    explicit Shower(Arrivals& arrivals) : arrivals_(arrivals) {}
+    Shower(const std::string& display, Arrivals& arrivals)
+        : reader_(x11::Connection::open(display, error_)), arrivals_(arrivals) {}
     void didOutputSample(const CaptureSample& sample) override {
         shown_ = sample.surface;
+        dynamic_cast<const x11::X11Surface&>(*shown_).awaitDrawn(*reader_);
+        const x11::XcbPtr<xcb_get_input_focus_reply_t> drawn(xcb_get_input_focus_reply(
+            reader_->get(), xcb_get_input_focus(reader_->get()), nullptr));
         arrivals_.arrived();
     }
 
 private:
+    std::string error_;
+    std::unique_ptr<x11::Connection> reader_;
     Arrivals& arrivals_;
     std::shared_ptr<const Surface> shown_;
 };
@@ -225,7 +232,7 @@ private:
 bool measureStream(const std::string& display, ChangingWindow& window, clockid_t serverClock,
                    Result& result, std::vector<double>& startMilliseconds) {
     Arrivals arrivals;
-    const auto output = std::make_shared<Shower>(arrivals);
+    const auto output = std::make_shared<Shower>(display, arrivals);
     x11::X11CaptureStreams streams({.display = display});
     CaptureFilter filter;
     filter.display.frame = {0, 0, 1920, 1080};

@@ -1,14 +1,15 @@
 // What drawing a lens costs, beside a bare client of the server that draws the same pixels of the
 // same frame with a single request and nothing around them. Both are measured on one test desktop,
 // in turns: the processor time of the server, and that of the program's main thread.
+#include "BareDrawing.h"
 #include "platform/posix/PosixClock.h"
 #include "platform/qt/QtDescriptorWatches.h"
 #include "platform/qt/QtMainQueue.h"
 #include "platform/qt/QtText.h"
-#include "platform/x11/PanelServer.h"
 #include "platform/x11/X11CaptureStreams.h"
 #include "platform/x11/X11Panels.h"
 #include "platform/x11/X11Surface.h"
+#include "render/AttributedText.h"
 #include "render/Glyph.h"
 #include "render/LayerTransactions.h"
 #include "testdesktop/TestDesktop.h"
@@ -25,16 +26,17 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace lentora {
 namespace {
 
-constexpr int frames = 60;
-constexpr int rounds = 3;
-// A little longer than a refresh, so that each change is drawn.
-constexpr int paceMs = 18;
+constexpr int frames = 40;
+constexpr int rounds = 5;
+// The first drawings after a window comes are on memory that the server has just been given.
+constexpr int warmUp = 6;
+// Long enough that each change is drawn, even where a drawing takes longer than a refresh.
+constexpr int paceMs = 36;
 
 double seconds(clockid_t clock) {
     std::timespec time{};
@@ -67,11 +69,6 @@ private:
     double client0_ = 0;
     double server0_ = 0;
 };
-
-double median(std::vector<double> values) {
-    std::ranges::sort(values);
-    return values[values.size() / 2];
-}
 
 void runFor(int milliseconds) {
     QEventLoop loop;
@@ -139,87 +136,6 @@ private:
     xcb_gcontext_t gc_ = XCB_NONE;
 };
 
-// Draws the lens's picture with one request for each frame. Its window is there before the capture
-// begins, which leaves it out like the lens.
-class BareClient {
-public:
-    BareClient(const std::string& display, int width, int height)
-        : width_(static_cast<std::uint16_t>(width)), height_(static_cast<std::uint16_t>(height)) {
-        std::string error;
-        server_ = x11::PanelServer::open(display, error);
-        xcb_connection_t* c = server_->get();
-        window_ = xcb_generate_id(c);
-        const std::array<std::uint32_t, 4> values{0, 0, 1, server_->colormap()};
-        xcb_create_window(c, 32, window_, server_->root(), 0, 0, width_, height_, 0,
-                          XCB_WINDOW_CLASS_INPUT_OUTPUT, server_->visual(),
-                          XCB_CW_BACK_PIXEL | XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT |
-                              XCB_CW_COLORMAP,
-                          values.data());
-        picture_ = xcb_generate_id(c);
-        xcb_render_create_picture(c, picture_, window_, server_->colorFormat(), 0, nullptr);
-        finish();
-    }
-    ~BareClient() {
-        xcb_destroy_window(server_->get(), window_);
-        finish();
-    }
-    BareClient(const BareClient&) = delete;
-    BareClient& operator=(const BareClient&) = delete;
-
-    xcb_window_t window() const { return window_; }
-
-    void show(const x11::X11Surface& surface) {
-        xcb_connection_t* c = server_->get();
-        source_ = xcb_generate_id(c);
-        const std::uint32_t repeat = XCB_RENDER_REPEAT_PAD;
-        xcb_render_create_picture(c, source_, surface.pixmap(), server_->rootFormat(),
-                                  XCB_RENDER_CP_REPEAT, &repeat);
-        constexpr std::string_view filter = "bilinear";
-        xcb_render_set_picture_filter(c, source_, filter.size(), filter.data(), 0, nullptr);
-        const std::uint32_t above = XCB_STACK_MODE_ABOVE;
-        xcb_configure_window(c, window_, XCB_CONFIG_WINDOW_STACK_MODE, &above);
-        xcb_map_window(c, window_);
-        finish();
-    }
-    void hide() {
-        xcb_unmap_window(server_->get(), window_);
-        xcb_render_free_picture(server_->get(), source_);
-        finish();
-    }
-
-    // `shift` in pixels to the right.
-    void draw(double zoom, double focusX, double focusY, int shift) {
-        xcb_connection_t* c = server_->get();
-        const auto fixed = [](double v) { return static_cast<xcb_render_fixed_t>(v * 65536); };
-        const xcb_render_transform_t transform{fixed(1 / zoom),
-                                               0,
-                                               fixed(focusX - (focusX + shift) / zoom),
-                                               0,
-                                               fixed(1 / zoom),
-                                               fixed(focusY - focusY / zoom),
-                                               0,
-                                               0,
-                                               fixed(1)};
-        xcb_render_set_picture_transform(c, source_, transform);
-        xcb_render_composite(c, XCB_RENDER_PICT_OP_SRC, source_, XCB_NONE, picture_, 0, 0, 0, 0, 0,
-                             0, width_, height_);
-        finish();
-    }
-
-private:
-    void finish() const {
-        const x11::XcbPtr<xcb_get_input_focus_reply_t> reply(xcb_get_input_focus_reply(
-            server_->get(), xcb_get_input_focus(server_->get()), nullptr));
-    }
-
-    const std::uint16_t width_;
-    const std::uint16_t height_;
-    std::shared_ptr<const x11::PanelServer> server_;
-    xcb_window_t window_ = XCB_NONE;
-    xcb_render_picture_t picture_ = XCB_NONE;
-    xcb_render_picture_t source_ = XCB_NONE;
-};
-
 // A lens with its border, card and badge, as the magnifier view makes it.
 class Lens {
 public:
@@ -228,6 +144,7 @@ public:
           clip_(std::make_shared<Layer>(transactions)),
           image_(std::make_shared<Layer>(transactions)),
           card_(std::make_shared<Layer>(transactions)),
+          label_(std::make_shared<Layer>(transactions)),
           badge_(std::make_shared<Layer>(transactions, Point{0.5, 0.5})) {
         const Rect frame{0, 0, static_cast<double>(width), static_cast<double>(height)};
         root->setFrame(frame);
@@ -243,6 +160,7 @@ public:
                          .backgroundColor = Color::white(0.11),
                          .masksToBounds = true});
         card_->setOpacity(0.78);
+        label_->setFrame({27, 23, 194, 58});
         badge_->setFrame({0, 0, 32, 32});
         badge_->setStyle({.cornerRadius = 16,
                           .borderWidth = 1,
@@ -256,9 +174,23 @@ public:
         clip_->addChild(image_);
         root->addChild(clip_);
         root->addChild(card_);
+        root->addChild(label_);
         root->addChild(badge_);
     }
 
+    /// On the card, as a locked lens has it.
+    void showPercentage(int percent) {
+        const Font big{15, FontWeight::semibold};
+        const Font command{12, FontWeight::medium};
+        const Color white = Color::white(1);
+        auto text = std::make_shared<AttributedText>();
+        text->runs = {{std::to_string(percent) + "%", big, white, {}},
+                      {"  ·  Lentora\n", command, Color::white(0.82), {}},
+                      {"Alt twice: close the lens\nEsc: close the lens", command, white, {}}};
+        label_->setContents(std::shared_ptr<const AttributedText>(std::move(text)));
+    }
+
+    void fade(double opacity) { clip_->setOpacity(opacity); }
     void show(std::shared_ptr<const Surface> surface) { image_->setContents(std::move(surface)); }
 
     /// About a point from the top left, and to the right, as the bare client does.
@@ -280,6 +212,7 @@ private:
     const std::shared_ptr<Layer> clip_;
     const std::shared_ptr<Layer> image_;
     const std::shared_ptr<Layer> card_;
+    const std::shared_ptr<Layer> label_;
     const std::shared_ptr<Layer> badge_;
 };
 
@@ -323,11 +256,14 @@ public:
         if (!output->newest)
             return fail("no frame");
         lens.show(output->newest);
+        lens.showPercentage(200);
         panel->setContent(lens.root);
         panel->orderFront();
         runFor(300);
         for (const double zoom : {1.0, 1.5, 2.0, 4.0})
-            compare(lens, *output, zoom);
+            compare(*panel, lens, *output, zoom);
+        pinch(lens);
+        fade(lens);
         smallChange(lens, *output);
         panel->orderOut();
         bool stopped = false;
@@ -345,8 +281,9 @@ private:
         return false;
     }
 
-    // The image moves by a pixel from frame to frame.
-    void compare(Lens& lens, const Frames& output, double zoom) {
+    // The image moves by a pixel from frame to frame. Only one of the two windows is on the screen
+    // at a time: what lies below the other is drawn, but not brought to the screen.
+    void compare(Panel& panel, Lens& lens, const Frames& output, double zoom) {
         std::vector<Cost> ours;
         std::vector<Cost> bare;
         const auto surface = std::dynamic_pointer_cast<const x11::X11Surface>(output.newest);
@@ -354,13 +291,37 @@ private:
         const double y = height_ / 2.0;
         for (int round = 0; round < rounds; ++round) {
             ours.push_back(measure([&](int i) { lens.zoom(zoom, x, y, i % 2); }));
+            panel.orderOut();
             bare_.show(*surface);
-            runFor(100);
+            runFor(200);
             bare.push_back(measure([&](int i) { bare_.draw(zoom, x, y, i % 2); }));
             bare_.hide();
-            runFor(100);
+            panel.orderFront();
+            runFor(200);
         }
         print(std::to_string(zoom).substr(0, 3) + "x", ours, &bare);
+    }
+
+    void pinch(Lens& lens) {
+        std::vector<Cost> ours;
+        ours.reserve(rounds);
+        for (int round = 0; round < rounds; ++round) {
+            ours.push_back(measure([&](int i) {
+                lens.zoom(2 + 0.01 * i, width_ / 2.0, height_ / 2.0);
+                lens.showPercentage(200 + i);
+            }));
+        }
+        print("2.0x, a percentage more with each frame", ours, nullptr);
+    }
+
+    void fade(Lens& lens) {
+        lens.zoom(2, width_ / 2.0, height_ / 2.0);
+        std::vector<Cost> ours;
+        ours.reserve(rounds);
+        for (int round = 0; round < rounds; ++round)
+            ours.push_back(measure([&](int i) { lens.fade(0.4 + 0.01 * i); }));
+        lens.fade(1);
+        print("2.0x, fading in", ours, nullptr);
     }
 
     void smallChange(Lens& lens, Frames& output) {
@@ -368,6 +329,7 @@ private:
         output.onFrame = [&] { lens.show(output.newest); };
         runFor(200);
         std::vector<Cost> ours;
+        ours.reserve(rounds);
         for (int round = 0; round < rounds; ++round) {
             ours.push_back(measure([&](int i) {
                 window_.fill({static_cast<std::int16_t>(width_ / 2),
@@ -380,6 +342,10 @@ private:
     }
 
     Cost measure(const std::function<void(int)>& change) {
+        for (int i = 0; i < warmUp; ++i) {
+            change(i);
+            runFor(paceMs);
+        }
         const auto bytes = panels_->bytesSent();
         const Stopwatch watch(desktop_.serverPid());
         for (int i = 0; i < frames; ++i) {
@@ -393,22 +359,20 @@ private:
 
     void print(const std::string& what, const std::vector<Cost>& ours,
                const std::vector<Cost>* bare) const {
-        const auto middle = [](const std::vector<Cost>& costs, double Cost::*value) {
-            std::vector<double> values;
-            for (const Cost& cost : costs)
-                values.push_back(cost.*value);
-            return median(values);
+        // What other programs on the machine add to a round is left out.
+        const auto least = [](const std::vector<Cost>& costs, double Cost::*value) {
+            return (*std::ranges::min_element(costs, {}, value)).*value;
         };
-        const double server = middle(ours, &Cost::server);
+        const double server = least(ours, &Cost::server);
         std::printf("| %d x %d | %s | %.2f | %.2f | ", width_, height_, what.c_str(),
-                    middle(ours, &Cost::client), server);
+                    least(ours, &Cost::client), server);
         if (bare != nullptr) {
-            const double bareServer = middle(*bare, &Cost::server);
+            const double bareServer = least(*bare, &Cost::server);
             std::printf("%.2f | %.2f | ", bareServer, server / bareServer);
         } else {
             std::printf("| | ");
         }
-        std::printf("%.0f |\n", middle(ours, &Cost::bytes));
+        std::printf("%.0f |\n", least(ours, &Cost::bytes));
         std::fflush(stdout);
     }
 
@@ -416,7 +380,7 @@ private:
     const int width_;
     const int height_;
     Window window_;
-    BareClient bare_;
+    BareDrawing bare_;
     posix::PosixMediaClock clock_;
     qt::QtMainQueue queue_;
     qt::QtDescriptorWatches watches_;
