@@ -128,9 +128,12 @@ std::string TestDesktop::startServer(const TestDesktopOptions& options,
 
 std::string TestDesktop::checkScreen(const TestDesktopOptions& options) const {
     // A server that does not like a mode takes another one without a word. This connection also
-    // proves that the display is open to programs without a cookie.
+    // proves that the display is open to programs without a cookie: it shows none, and none is
+    // searched for, which xcb cannot do for two threads at once.
+    xcb_auth_info_t none{};
     const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
-        xcb_connect(displayName_.c_str(), nullptr), &xcb_disconnect);
+        xcb_connect_to_display_with_auth_info(displayName_.c_str(), &none, nullptr),
+        &xcb_disconnect);
     if (xcb_connection_has_error(connection.get()) != 0)
         return serverFailure("the new X server " + displayName_ + " lets nobody in");
     const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(connection.get())).data;
