@@ -24,7 +24,8 @@ constexpr int usualRounds = 1;
 
 struct Options {
     int rounds = usualRounds;
-    std::string only;
+    // None: all of them.
+    std::vector<std::string> only;
 };
 
 // A folder of its own that goes away with it.
@@ -56,7 +57,7 @@ bool options(std::span<char*> arguments, Options& options) {
         if (name == "--rounds")
             options.rounds = std::atoi(arguments[i + 1]);
         else if (name == "--only")
-            options.only = arguments[i + 1];
+            options.only.emplace_back(arguments[i + 1]);
         else
             return false;
     }
@@ -82,7 +83,8 @@ int run(const Options& options) {
         for (std::size_t i = 0; i < magnifiers.size(); ++i) {
             const Magnifier& magnifier = magnifiers[i];
             Result& result = columns[i + 1].result;
-            if (!options.only.empty() && options.only != magnifier.name)
+            if (!options.only.empty() &&
+                std::ranges::find(options.only, magnifier.name) == options.only.end())
                 continue;
             std::fprintf(stderr, "round %d on %s: %s, %s\n", round + 1,
                          desktop->displayName().c_str(), magnifier.name.c_str(),
@@ -105,7 +107,7 @@ int run(const Options& options) {
 int main(int argc, char** argv) {
     lentora::bench::Options options;
     if (!lentora::bench::options({argv + 1, static_cast<std::size_t>(argc - 1)}, options)) {
-        std::fprintf(stderr, "usage: bench_lens [--rounds N] [--only PROGRAM]\n");
+        std::fprintf(stderr, "usage: bench_lens [--rounds N] [--only PROGRAM]...\n");
         return EXIT_FAILURE;
     }
     try {
