@@ -53,10 +53,15 @@ ChildProgram::ChildProgram(const std::vector<std::string>& arguments, std::strin
     posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, outputFile_.c_str(),
                                      O_WRONLY | O_CREAT | O_TRUNC, 0600);
     posix_spawn_file_actions_adddup2(&files, STDOUT_FILENO, STDERR_FILENO);
-    // A group of its own: Ctrl+C is for us, who then put things away in order.
+    // A group of its own: Ctrl+C is for us, who then put things away in order. What we ignore is
+    // not ignored there.
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+    sigset_t usual;
+    sigemptyset(&usual);
+    sigaddset(&usual, SIGPIPE);
+    posix_spawnattr_setsigdefault(&attributes, &usual);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF);
     const int error =
         ::posix_spawn(&pid_, path.c_str(), &files, &attributes, pointers.data(), environ);
     posix_spawnattr_destroy(&attributes);

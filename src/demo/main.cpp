@@ -3,6 +3,7 @@
 #include "demo/Film.h"
 #include "demo/Tour.h"
 #include "demo/Waiting.h"
+#include "platform/posix/BrokenPipes.h"
 
 #include <CLI/CLI.hpp>
 
@@ -31,6 +32,7 @@ void show(const std::string& folder, const std::string& filmFolder) {
 } // namespace
 
 int main(int argc, char** argv) {
+    lentora::posix::ignoreBrokenPipes();
     CLI::App app("Shows on a private desktop what lentora does, and takes pictures of it.",
                  "lentora_demo");
     std::string folder;

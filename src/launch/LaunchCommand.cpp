@@ -104,16 +104,27 @@ void sayWhatIsMissing(const x11::ServerAbilities& abilities) {
         say("this X server does not tell which window has the keyboard");
 }
 
-std::string readyText(const LaunchArguments& arguments) {
-    const std::string gate = displayName(arguments.gate, StringTable(Locale::en));
-    std::string text = "lentora " + arguments.version + " runs on " + std::getenv("DISPLAY") +
-                       ". Hold " + gate + " and spread two fingers on the touchpad";
+// What opens a lens here; nothing where nothing does.
+std::string openingGesture(const LaunchArguments& arguments,
+                           const x11::ServerAbilities& abilities) {
+    const bool hasWheel = arguments.wheelZoom != x11::WheelZoom::off;
+    if (!abilities.pinches)
+        return hasWheel ? "turn the wheel" : "";
+    const std::string pinch = "spread two fingers on the touchpad";
     if (arguments.wheelZoom == x11::WheelZoom::automatic)
-        text += ", or turn the wheel where there is none";
-    if (arguments.wheelZoom == x11::WheelZoom::on)
-        text += ", or turn the wheel";
-    return text + ". Press " + gate +
-           " twice, hold it and pinch, and the lens stays; Esc closes it. Ctrl+C ends.";
+        return pinch + ", or turn the wheel where there is none";
+    return hasWheel ? pinch + ", or turn the wheel" : pinch;
+}
+
+std::string readyText(const LaunchArguments& arguments, const x11::ServerAbilities& abilities) {
+    const std::string gate = displayName(arguments.gate, StringTable(Locale::en));
+    std::string text = "lentora " + arguments.version + " runs on " + std::getenv("DISPLAY") + ". ";
+    const std::string gesture = openingGesture(arguments, abilities);
+    if (!abilities.capture || gesture.empty())
+        return text + "Nothing opens a lens here. Ctrl+C ends.";
+    return text + "Hold " + gate + " and " + gesture + ". Press " + gate + " twice, hold it and " +
+           (abilities.pinches ? "pinch" : gesture) +
+           ", and the lens stays; Esc closes it. Ctrl+C ends.";
 }
 
 int run(const LaunchArguments& arguments, const x11::ServerAbilities& abilities) {
@@ -128,7 +139,7 @@ int run(const LaunchArguments& arguments, const x11::ServerAbilities& abilities)
     };
     options.tapStarted = [&](bool installed) {
         if (installed) {
-            std::cout << readyText(arguments) << std::endl;
+            std::cout << readyText(arguments, abilities) << std::endl;
             return;
         }
         say("input cannot be watched; the log says why: " + posix::logFolder(posix::homeFolder()));

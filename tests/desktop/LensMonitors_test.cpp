@@ -62,6 +62,26 @@ TEST_F(LensMonitors, TheLensLiesExactlyOverItsWindowOnEachOfThem) {
     }
 }
 
+TEST_F(LensMonitors, TheFirstRowOfPixelsBelongsToItsMonitor) {
+    const Picture picture = noise(401, 301);
+    const auto window = showPicture(*painter, picture, 0, 0);
+    launch({"--fixed-zoom", "2"});
+    for (const PixelRect& here : {first, second}) {
+        const PixelRect part{here.x + 301, here.y, picture.width(), picture.height()};
+        window->moveTo(part.x, part.y);
+        painter->finish();
+        awaitFreshStart();
+        hands().movePointer(part.x + 123, here.y);
+        pressGateTwice();
+        ASSERT_TRUE(awaitLog("ARMED"));
+        hands().pinch({1.0, 1.1});
+        EXPECT_TRUE(showsLens(part, picture, part.x + 123, here.y, 2)) << "at " << here.x;
+        hands().tap(Key::Escape);
+        hands().release(Key::AltL);
+        ASSERT_TRUE(eventually([&] { return !isLensShown(); }));
+    }
+}
+
 TEST_F(LensMonitors, TheBadgeOfTheArmedStateGoesWithThePointerFromOneToTheOther) {
     // Something to leave a trace on.
     const Picture picture = noise(300, 300);

@@ -43,6 +43,16 @@ protected:
     std::unique_ptr<PaintedWindow> window;
 };
 
+// As nohup does.
+TEST_F(LensStart, OutlivesATerminalWhereItIsToldTo) {
+    const auto before = std::signal(SIGHUP, SIG_IGN);
+    launch();
+    std::signal(SIGHUP, before);
+    ::kill(program->pid(), SIGHUP);
+    expectLens();
+    end();
+}
+
 TEST_F(LensStart, LogsWithWhatAndWhatItMayDo) {
     launch();
     EXPECT_THAT(program->output(),

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include <signal.h>
+#include <sys/resource.h>
 
 #include <csignal>
 
@@ -286,6 +287,20 @@ TEST_F(X11CaptureStreams, AFrameLargerThanTheDisplayAndPlacesOutsideOfIt) {
     const auto made = x11::X11CaptureStreams(options).make(filter, configuration, frames);
     EXPECT_FALSE(made.stream);
     EXPECT_THAT(made.error, testing::HasSubstr("20000x20000"));
+}
+
+TEST_F(X11CaptureStreams, AFrameThatTheServerHadNoMemoryForComesWhenItHas) {
+    const auto target = window({0, 0, 300, 300}, red);
+    const pid_t server = desktop->serverPid();
+    rlimit usual{};
+    ASSERT_EQ(::prlimit(server, RLIMIT_AS, nullptr, &usual), 0);
+    // Less than it has already: what it needs beyond the memory it keeps for itself is refused.
+    const rlimit none{.rlim_cur = 1, .rlim_max = usual.rlim_max};
+    ASSERT_EQ(::prlimit(server, RLIMIT_AS, &none, nullptr), 0);
+    start({0, 0, 4000, 3000});
+    EXPECT_FALSE(frames->next(Milliseconds(400)));
+    ASSERT_EQ(::prlimit(server, RLIMIT_AS, &usual, nullptr), 0);
+    EXPECT_TRUE(awaitColour(150, 150, red));
 }
 
 TEST_F(X11CaptureStreams, PointsArePixelsByTheScaleAndOtherSizesAreScaled) {

@@ -29,8 +29,13 @@ void setHandler(void (*handler)(int)) {
     action.sa_handler = handler;
     // A second signal ends a process whose main thread waits for something.
     action.sa_flags = static_cast<int>(SA_RESETHAND);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-        ::sigaction(signal, &action, nullptr);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction before {};
+        ::sigaction(signal, nullptr, &before);
+        // Started with nohup, or in the background of a script.
+        if (before.sa_handler != SIG_IGN)
+            ::sigaction(signal, &action, nullptr);
+    }
 }
 
 } // namespace

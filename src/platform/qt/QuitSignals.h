@@ -12,7 +12,7 @@
 namespace lentora::qt {
 
 /// One at a time, on the main thread. While it lives, the first of these signals calls `onQuit`
-/// instead of ending the program.
+/// instead of ending the program. Those that the program was started to ignore stay ignored.
 class QuitSignals final : public QObject {
     Q_OBJECT
 

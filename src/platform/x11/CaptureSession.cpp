@@ -17,6 +17,9 @@ namespace {
 // all that follow would be as late as it was. The frames keep their distance on average.
 constexpr int shortestPart = 2;
 
+// Until the server may have memory again.
+constexpr std::chrono::milliseconds memoryPause{250};
+
 // Messages that are handled before frames get their turn.
 constexpr int messageBatch = 1000;
 
@@ -92,6 +95,8 @@ CaptureSession::End CaptureSession::run(const std::atomic<bool>& stopping,
         }
         if (isReady_ && !std::exchange(hasStarted, true))
             started();
+        if (hasLostFrame_ && setup_.endsWithLostFrame)
+            return End::frameLost;
         // What was sent has to be flushed, and may have brought new events.
         hasWorked = composeIfDue() || hasWorked;
         if (!hasWorked)
@@ -318,8 +323,7 @@ bool CaptureSession::composeIfDue() {
         return false;
     for (CapturedWindow* window : layers_.windows)
         window->forgetDamage();
-    if (std::exchange(hasLostFrame_, false))
-        damage_.add({0, 0, region_.width, region_.height});
+    hasLostFrame_ = false;
     const SurfacePool::Buffer& target = pool_->buffer(*buffer);
     composed_.paint({target.pixmap, target.picture}, layers_, damage_, target.stale);
     frameInFlight_ = Frame{*buffer, composed_.toTarget(std::exchange(damage_, {}))};
@@ -352,6 +356,8 @@ void CaptureSession::frameDone() {
     Frame frame = *std::exchange(frameInFlight_, std::nullopt);
     if (frame.hasFailed || server_->connection().isLost()) {
         hasLostFrame_ = true;
+        damage_ = PixelRegion({0, 0, region_.width, region_.height});
+        nextFrame_ = Clock::now() + memoryPause;
         if (!frame.isDelivered)
             pool_->discard(frame.buffer);
         return;

@@ -37,6 +37,8 @@ public:
         std::weak_ptr<CaptureOutput> output;
         /// Becomes readable when `stopping` changes.
         std::shared_ptr<const posix::WakeEvent> wake;
+        /// One frame is wanted, and it is not tried again.
+        bool endsWithLostFrame = false;
     };
 
     explicit CaptureSession(Setup setup);
@@ -46,7 +48,7 @@ public:
     CaptureSession(const CaptureSession&) = delete;
     CaptureSession& operator=(const CaptureSession&) = delete;
 
-    enum class End { stopped, serverLost };
+    enum class End { stopped, serverLost, frameLost };
 
     /// Calls `started` when all is known that the first frame shows, then delivers frames until
     /// `stopping`.
@@ -121,7 +123,7 @@ private:
     // Relative to the region: what the next frame has to draw.
     PixelRegion damage_;
     std::optional<Frame> frameInFlight_;
-    // The server could not draw one. The next makes up for it.
+    // The server had no memory for the last one.
     bool hasLostFrame_ = false;
     bool waitsForBuffer_ = false;
     Clock::time_point nextFrame_;

@@ -78,12 +78,17 @@ void PanelSession::handleArrived() {
     // A handler may flush.
     if (std::exchange(isHandling_, true))
         return;
-    while (messages_.dispatchNext([this](const xcb_generic_event_t& event) { dispatch(event); })) {
+    bool hasHandled = true;
+    while (std::exchange(hasHandled, false)) {
+        while (
+            messages_.dispatchNext([this](const xcb_generic_event_t& event) { dispatch(event); }))
+            hasHandled = true;
+        // This may read as well.
+        xcb_flush(server_->get());
     }
     isHandling_ = false;
     if (isLost())
-        return lose();
-    xcb_flush(server_->get());
+        lose();
 }
 
 void PanelSession::dispatch(const xcb_generic_event_t& event) {

@@ -1,6 +1,22 @@
 #include "platform/x11/X11Pointer.h"
 
+#include <algorithm>
+
 namespace lentora::x11 {
+
+namespace {
+
+// Points. A row of pixels is named by its upper edge, and the upper edge of a display's first row
+// does not belong to its frame, which has its origin at the bottom. The pointer is inside of it.
+constexpr double insideOfEdge = 1.0 / 1024;
+
+bool isOnFirstRow(const ScreenLayout& layout, int x, int y) {
+    return std::ranges::any_of(layout.monitors, [&](const Monitor& monitor) {
+        return y == monitor.rect.y && x >= monitor.rect.x && x < monitor.rect.maxX();
+    });
+}
+
+} // namespace
 
 std::unique_ptr<X11Pointer> X11Pointer::open(const std::string& display, const X11Desktop& desktop,
                                              std::string& error) {
@@ -13,7 +29,8 @@ std::unique_ptr<X11Pointer> X11Pointer::open(const std::string& display, const X
 Point X11Pointer::location() const {
     Point point;
     const auto snapshot = desktop_.last();
-    const ScreenSpace& space = snapshot->layout.space;
+    const ScreenLayout& layout = snapshot->layout;
+    const ScreenSpace& space = layout.space;
     {
         const std::lock_guard lock(mutex_);
         xcb_connection_t* const c = connection_->get();
@@ -24,10 +41,11 @@ Point X11Pointer::location() const {
             y_ = reply->root_y;
         }
         point = space.toPoints(x_, y_);
+        if (isOnFirstRow(layout, x_, y_))
+            point.y += insideOfEdge;
     }
-    const auto& monitors = snapshot->layout.monitors;
     const double primaryHeight =
-        monitors.empty() ? 0 : space.toPoints(monitors.front().rect).height;
+        layout.monitors.empty() ? 0 : space.toPoints(layout.monitors.front().rect).height;
     return {point.x, primaryHeight - point.y};
 }
 

@@ -110,9 +110,14 @@ std::optional<Picture> take(const X11CaptureStreamsOptions& options, const Captu
     std::atomic<bool> stopping = false;
     const auto frame = std::make_shared<FirstFrame>(stopping);
     {
-        CaptureSession session({server, filter, configuration, options.currentSpace(),
-                                options.generationOf, frame,
-                                std::make_shared<const posix::WakeEvent>()});
+        CaptureSession session({.server = server,
+                                .filter = filter,
+                                .configuration = configuration,
+                                .space = options.currentSpace(),
+                                .generationOf = options.generationOf,
+                                .output = frame,
+                                .wake = std::make_shared<const posix::WakeEvent>(),
+                                .endsWithLostFrame = true});
         session.run(stopping, [] {});
     }
     return frame->surface ? read(*server, *frame->surface) : std::nullopt;
