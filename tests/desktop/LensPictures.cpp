@@ -54,8 +54,13 @@ Colours colours(bool dark) {
             QColor(110, 114, 122)};
 }
 
-// Sky, a low sun, ridges one behind the other, and grain.
+// The file that LENTORA_PHOTOGRAPH names. Without it something like a photograph: sky, a low sun,
+// ridges one behind the other, and grain.
 QImage photograph(int width, int height) {
+    if (const QImage taken(qEnvironmentVariable("LENTORA_PHOTOGRAPH")); !taken.isNull()) {
+        return taken.scaled(width, height, Qt::KeepAspectRatioByExpanding, Qt::SmoothTransformation)
+            .copy(0, 0, width, height);
+    }
     QImage image(width, height, QImage::Format_RGB32);
     QPainter painter(&image);
     painter.setRenderHint(QPainter::Antialiasing);
@@ -145,7 +150,7 @@ Picture page(int width, int height, double pixelsPerPoint, bool dark) {
     painter.setFont(font);
     painter.setPen(look.faint);
     painter.drawText(QPointF(picture.x(), picture.bottom() + 15),
-                     QStringLiteral("Fig. 3: the four ridges, looking west"));
+                     QStringLiteral("Fig. 3: where the walk begins"));
     font.setPixelSize(12);
     painter.setFont(font);
     painter.setPen(look.text);
