@@ -5,8 +5,10 @@
 
 #include <signal.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <csignal>
+#include <fstream>
 
 namespace lentora::test {
 namespace {
@@ -294,9 +296,13 @@ TEST_F(X11CaptureStreams, AFrameThatTheServerHadNoMemoryForComesWhenItHas) {
     const pid_t server = desktop->serverPid();
     rlimit usual{};
     ASSERT_EQ(::prlimit(server, RLIMIT_AS, nullptr, &usual), 0);
-    // Less than it has already: what it needs beyond the memory it keeps for itself is refused.
-    const rlimit none{.rlim_cur = 1, .rlim_max = usual.rlim_max};
-    ASSERT_EQ(::prlimit(server, RLIMIT_AS, &none, nullptr), 0);
+    // A third of what the frame needs.
+    std::ifstream sizes("/proc/" + std::to_string(server) + "/statm");
+    rlim_t pages = 0;
+    ASSERT_TRUE(sizes >> pages);
+    const rlim_t now = pages * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE));
+    const rlimit tight{.rlim_cur = now + (rlim_t{16} << 20), .rlim_max = usual.rlim_max};
+    ASSERT_EQ(::prlimit(server, RLIMIT_AS, &tight, nullptr), 0);
     start({0, 0, 4000, 3000});
     EXPECT_FALSE(frames->next(Milliseconds(400)));
     ASSERT_EQ(::prlimit(server, RLIMIT_AS, &usual, nullptr), 0);
